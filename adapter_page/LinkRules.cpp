@@ -1,0 +1,62 @@
+#include "adapter_page/LinkRules.h"
+
+#include "discovery/AdapterInfo.h"
+
+#include <optional>
+
+namespace
+{
+
+const QString dualLinkSeparator = " + ";
+
+std::optional<QString> pciSlotText(const QString &entryText)
+{
+    const qsizetype slot = entryText.indexOf(pciSlotMarker);
+    const qsizetype port = entryText.indexOf(pciPortMarker);
+    if (slot == -1 || port == -1)
+        return std::nullopt;
+    const qsizetype begin = slot + pciSlotMarker.size();
+    return entryText.mid(begin, port - begin);
+}
+
+} // namespace
+
+QString dualLinkText(const QStringList &entryTexts)
+{
+    return entryTexts.join(dualLinkSeparator);
+}
+
+QStringList dualLinkParts(const QString &dualLinkText)
+{
+    return dualLinkText.split(dualLinkSeparator, Qt::KeepEmptyParts, Qt::CaseSensitive);
+}
+
+bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText)
+{
+    const auto first = pciSlotText(firstEntryText);
+    const auto second = pciSlotText(secondEntryText);
+    if (!first || !second)
+        return true;
+    return first->toInt() == second->toInt();
+}
+
+int dualLinkStatus(int firstStatus, int secondStatus)
+{
+    if (firstStatus == 1 && secondStatus == 1)
+        return 1;
+    if (firstStatus == -1 || secondStatus == -1)
+        return -1;
+    return 0;
+}
+
+QString lampImage(int status)
+{
+    switch (status) {
+    case 1:
+        return ":/green.xpm";
+    case 0:
+        return ":/red.xpm";
+    default:
+        return ":/white.xpm";
+    }
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Returns the display text of a Dual Link: the entry texts joined by " + ", in order.
+QString dualLinkText(const QStringList &entryTexts);
+
+/// Returns the entry texts of a Dual Link's display text.
+QStringList dualLinkParts(const QString &dualLinkText);
+
+/// Returns whether two entry texts name the same PCI slot. Entries that cannot be parsed count as
+/// the same adapter.
+bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText);
+
+/// Returns the status of a Dual Link from those of its ports: 1 both up, 0 not both up, -1 at least
+/// one unknown.
+int dualLinkStatus(int firstStatus, int secondStatus);
+
+/// Returns the image of a port's lamp: green for status 1, red for 0, white for any other.
+QString lampImage(int status);

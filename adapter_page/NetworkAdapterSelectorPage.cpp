@@ -1,0 +1,46 @@
+#include "adapter_page/NetworkAdapterSelectorPage.h"
+
+#include <QItemSelectionModel>
+#include <QMovie>
+
+NetworkAdapterSelectorPage::NetworkAdapterSelectorPage(QWidget *parent) : QWizardPage(parent)
+{
+    setupUi(this);
+
+    singleLinkList->setModel(&m_singleLinkModel);
+    dualLinkList->setModel(&m_dualLinkModel);
+    availableAdaptersList->setModel(&m_availableModel);
+
+    connect(singleLinkList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { onSingleLinkListItemSelectionChanged(); });
+    connect(dualLinkList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { onDualLinkListItemSelectionChanged(); });
+    connect(availableAdaptersList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { onAvailableAdaptersListItemSelectionChanged(); });
+    availableAdaptersList->setSelectionMode(QAbstractItemView::MultiSelection);
+
+    connect(&m_searchWatcher, &QFutureWatcherBase::finished, this,
+            &NetworkAdapterSelectorPage::on_OrvantaSearchFinished);
+
+    loading_frame->hide();
+    QSizePolicy framePolicy = loading_frame->sizePolicy();
+    framePolicy.setRetainSizeWhenHidden(false);
+    loading_frame->setSizePolicy(framePolicy);
+
+    auto *movie = new QMovie(":/loading.gif", QByteArray(), this);
+    if (movie->isValid()) {
+        loadingIcon_lbl->setMovie(movie);
+        movie->setScaledSize(loadingIcon_lbl->size());
+        movie->start();
+    }
+
+    registerField("SingleLink", this, "singleLinkResult");
+    registerField("DualLink", this, "dualLinkResult");
+}
+
+NetworkAdapterSelectorPage::~NetworkAdapterSelectorPage() = default;
+
+int NetworkAdapterSelectorPage::nextId() const
+{
+    return 2;
+}

@@ -1,0 +1,50 @@
+#include "app/ConnectionConfig.h"
+
+#include "platform/FileLocations.h"
+
+#include <fstream>
+
+namespace
+{
+
+// The readers of the installation look here wherever the user's home lies, unlike the writer.
+constexpr auto configFolder = R"(C:\Users\Public\Documents\Fennory\PMT2\)";
+
+/// Files made by hand may end their lines the Windows way.
+void dropCarriageReturn(std::string &line)
+{
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+}
+
+} // namespace
+
+std::vector<std::string> readConfigLines()
+{
+    const std::string path = std::string(configFolder) + connectionConfigFileName;
+    std::ifstream file(platform::fileLocations().localPath(path));
+
+    std::vector<std::string> lines;
+    // The end of the file alone does not stop the loop: the read that fails there adds a last,
+    // empty line.
+    while (!file.fail()) {
+        std::string line;
+        std::getline(file, line);
+        if (!file.eof())
+            dropCarriageReturn(line);
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+QList<QStringList> readConnectionConfig()
+{
+    QList<QStringList> connections;
+    for (const std::string &line : readConfigLines()) {
+        const QStringList ports =
+            QString::fromStdString(line).split(";", Qt::SkipEmptyParts, Qt::CaseSensitive);
+        if (!ports.isEmpty())
+            connections.append(ports);
+    }
+    return connections;
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QWizardPage>
+
+/// First page: tells when to use the wizard.
+class IntroductionPage : public QWizardPage
+{
+public:
+    explicit IntroductionPage(QWidget *parent);
+    ~IntroductionPage() override;
+
+    /// Returns the id of the adapter selection page, always.
+    int nextId() const override;
+};

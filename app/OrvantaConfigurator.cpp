@@ -1,0 +1,63 @@
+#include "app/OrvantaConfigurator.h"
+
+#include "adapter_page/NetworkAdapterSelectorPage.h"
+#include "app/ConclusionPage.h"
+#include "app/ConnectionConfig.h"
+#include "app/IntroductionPage.h"
+#include "platform/FileLocations.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+namespace
+{
+
+void writeConfig(const QString &path, const QString &lines)
+{
+    if (QFileInfo::exists(path))
+        QFile::remove(path);
+
+    // Not truncated: where the old file could not be removed, the tail of a longer one remains.
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite))
+        QTextStream(&file) << lines << '\n';
+    file.close();
+}
+
+} // namespace
+
+OrvantaConfigurator::OrvantaConfigurator(QWidget *parent) : QWizard(parent)
+{
+    setWizardStyle(QWizard::ModernStyle);
+    setPage(0, new IntroductionPage(this));
+    setPage(1, new NetworkAdapterSelectorPage(this));
+    setPage(2, new ConclusionPage(this));
+    setStartId(0);
+}
+
+OrvantaConfigurator::~OrvantaConfigurator() = default;
+
+QString OrvantaConfigurator::configFilePath() const
+{
+    // The public folder is reached as a sibling of the user's home; ".." is left unresolved.
+    QString path = platform::fileLocations().homeFolder();
+    for (const char *piece :
+         {"..", "Public", "Documents", "Fennory", "PMT2", connectionConfigFileName})
+        path += QDir::separator() + QString(piece);
+    return path;
+}
+
+void OrvantaConfigurator::accept()
+{
+    const QStringList connections =
+        field("SingleLink").toStringList() + field("DualLink").toStringList();
+
+    QString lines;
+    for (const QString &connection : connections)
+        lines += connection + "\n";
+    writeConfig(configFilePath(), lines);
+
+    QDialog::accept();
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "backend/GEVBackendBase.h"
+
+namespace DPL
+{
+
+/// The record that OV_getSystemInformation fills.
+struct SystemInformation {
+    /// Size of the record in bytes.
+    std::uint32_t size;
+    std::uint8_t content[676];
+};
+static_assert(sizeof(SystemInformation) == 680);
+
+/// One session with the real-time kernel. Installs a process-wide terminate handler that releases
+/// the most recent session's kernel resources. Used on one thread.
+class GEVBackendOrvanta final : public GEVBackendBase
+{
+public:
+    /// `kernelLibraryDir` is the folder of the kernel-side library; empty to have it searched.
+    GEVBackendOrvanta(bool optionA, bool optionB, const std::string &kernelLibraryDir);
+    GEVBackendOrvanta(const GEVBackendOrvanta &) = delete;
+    GEVBackendOrvanta &operator=(const GEVBackendOrvanta &) = delete;
+    ~GEVBackendOrvanta();
+
+    /// Opens the driver, creates the shared memory and loads the kernel-side library. On a session
+    /// that is open already, only loads the library again. Throws std::runtime_error, or the DPL
+    /// exception of the code when the shared memory cannot be created.
+    void open() override;
+    void updateDevices() override;
+    std::vector<AdapterInfo> devices() const override;
+    void emptyHook1() override;
+    void emptyHook2() override;
+    std::string backendName() const override;
+    std::uint32_t kernelHandle() const override;
+    /// Lists the kernel's PCI network devices. Reports failures on standard output.
+    void enumerateDevices() override;
+
+    /// Frees what open() took, in the reverse order. Does nothing on a closed session.
+    void close();
+
+    /// Returns the path under which the kernel loads the kernel-side library.
+    std::string getKernelLibraryPath() const;
+
+    /// Returns the kernel's handle of the shared memory, 0 when there is none.
+    std::uint32_t getSharedDataHandle() const;
+
+    /// Returns the friendly name that the kernel knows for a device, else its description, else the
+    /// identifier itself.
+    std::string queryDeviceName(const std::string &identifier) const;
+
+    /// Returns the description that the kernel knows for a device, else the identifier itself.
+    std::string queryDeviceDescription(const std::string &identifier) const;
+
+    /// Releases the objects that the kernel-side library left in the shared memory.
+    void releaseKernelObjects();
+
+    /// The process's terminate handler: releases the most recent session and ends the process with
+    /// exit status -1.
+    [[noreturn]] static void onTerminate();
+
+private:
+    enum class State : std::int32_t { Closed = 0, DriverOpen = 1, KernelLoaded = 2 };
+
+    struct KernelHandle {
+        std::uint32_t value;
+        /// Belongs to the record; never used.
+        std::uint32_t reserved;
+    };
+
+    void openDriver();
+    void createSharedMemory();
+    void readSystemInformation();
+    void loadKernelLibrary();
+
+    State m_state = State::Closed;
+    SystemInformation m_systemInfo{};
+    KernelHandle m_sharedMemHandle{};
+    std::string m_kernelLibraryDir;
+    bool m_optionA;
+    /// Kept with the session; nothing reads it.
+    bool m_optionB;
+    const char *m_kernelLibraryName;
+    /// Kept with the session; nothing reads it.
+    bool m_reserved = false;
+
+    static GEVBackendOrvanta *s_currentBackend;
+};
+
+} // namespace DPL

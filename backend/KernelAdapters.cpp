@@ -1,0 +1,51 @@
+#include "backend/KernelAdapters.h"
+
+#include "backend/GEVBackendOrvanta.h"
+#include "discovery/AdapterInfo.h"
+#include "discovery/PciLocation.h"
+
+#include <exception>
+
+namespace
+{
+
+void listDevices(DPL::GEVBackendBase &backend, QList<AdapterInfo> &adapters)
+{
+    backend.open();
+    backend.enumerateDevices();
+    for (AdapterInfo &adapter : backend.devices()) {
+        appendPciLocation(adapter);
+        adapters.append(adapter);
+    }
+}
+
+AdapterInfo resolvePort(const DPL::GEVBackendOrvanta &backend, const QString &identifier)
+{
+    AdapterInfo port;
+    port.deviceId = identifier.toLocal8Bit().toStdString();
+    port.name = backend.queryDeviceName(port.deviceId);
+    port.description = backend.queryDeviceDescription(port.deviceId);
+    appendPciLocation(port);
+    return port;
+}
+
+} // namespace
+
+void listKernelAdapters(const void * /*context*/, QList<AdapterInfo> &kernelAdapters,
+                        const QList<QStringList> &savedGroups,
+                        QList<QList<AdapterInfo>> &resolvedGroups, QString &errorText)
+{
+    DPL::GEVBackendOrvanta backend(true, true, "");
+    try {
+        listDevices(backend, kernelAdapters);
+    } catch (const std::exception &failure) {
+        errorText = QString("[ERROR]: ") + QString::fromLocal8Bit(failure.what());
+    }
+
+    for (const QStringList &savedGroup : savedGroups) {
+        QList<AdapterInfo> group;
+        for (const QString &identifier : savedGroup)
+            group.append(resolvePort(backend, identifier));
+        resolvedGroups.append(group);
+    }
+}

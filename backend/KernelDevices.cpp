@@ -1,0 +1,101 @@
+#include "backend/ErrorReport.h"
+#include "backend/GEVBackendOrvanta.h"
+#include "platform/KernelApi.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+
+namespace DPL
+{
+
+using platform::kernelApi;
+using platform::OVF_NO_FLAGS;
+
+namespace
+{
+
+/// The kernel library's record of one device. Texts may lack their NUL.
+struct DeviceInfo {
+    /// Size of the record in bytes.
+    std::uint32_t size;
+    char libraryBytes4[80];
+    char description[160];
+    /// The library's fields behind the name are not known: the text ends with the record at last.
+    char friendlyName[960];
+};
+static_assert(offsetof(DeviceInfo, description) == 84);
+static_assert(offsetof(DeviceInfo, friendlyName) == 244);
+static_assert(sizeof(DeviceInfo) == 1204);
+
+template <std::size_t Size>
+std::string textOf(const char (&field)[Size])
+{
+    return {field, strnlen(field, Size)};
+}
+
+std::optional<DeviceInfo> queryDevice(const std::string &identifier)
+{
+    DeviceInfo info{};
+    info.size = sizeof(info);
+    if (kernelApi().queryDeviceInformation(identifier.c_str(), &info, OVF_NO_FLAGS) != 0)
+        return std::nullopt;
+    return info;
+}
+
+bool isEndOfDevices(std::uint32_t code)
+{
+    return (code & 0x3FFF0000) == 0x101F0000;
+}
+
+void reportEnd(std::uint32_t code, std::uint32_t index)
+{
+    if (!isEndOfDevices(code))
+        printKernelError(code, "OV_enumDevicesEx", "Unable to query network device name!");
+    else if (index == 0)
+        printLine("No network adapters found!", true);
+}
+
+} // namespace
+
+std::string GEVBackendOrvanta::queryDeviceName(const std::string &identifier) const
+{
+    const auto info = queryDevice(identifier);
+    if (!info)
+        return identifier;
+    const std::string friendlyName = textOf(info->friendlyName);
+    return friendlyName.empty() ? textOf(info->description) : friendlyName;
+}
+
+std::string GEVBackendOrvanta::queryDeviceDescription(const std::string &identifier) const
+{
+    const auto info = queryDevice(identifier);
+    return info ? textOf(info->description) : identifier;
+}
+
+void GEVBackendOrvanta::enumerateDevices()
+{
+    m_devices.clear();
+    std::uint8_t orvantaCount = 0;
+    for (std::uint32_t index = 0;; ++index) {
+        char identifier[256] = {};
+        const std::uint32_t code =
+            kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier, OVF_NO_FLAGS);
+        if (code != 0) {
+            reportEnd(code, index);
+            return;
+        }
+
+        AdapterInfo device;
+        device.deviceId = textOf(identifier);
+        device.name = queryDeviceName(device.deviceId);
+        device.description = queryDeviceDescription(device.deviceId);
+        device.flagB = orvantaCount;
+        if (device.name.find("Orvanta") != std::string::npos)
+            ++orvantaCount;
+        m_devices.push_back(device);
+    }
+}
+
+} // namespace DPL

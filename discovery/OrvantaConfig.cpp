@@ -1,0 +1,96 @@
+#include "discovery/OrvantaConfig.h"
+
+#include "app/ConnectionConfig.h"
+#include "backend/KernelAdapters.h"
+#include "discovery/AdapterInfo.h"
+#include "discovery/OrvantaSearchResults.h"
+#include "platform/FileLocations.h"
+#include "platform/WindowsApi.h"
+
+#include <QMessageLogger>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+namespace
+{
+
+constexpr auto driverFile = "C:/Windows/system32/Brelvix.run64.sys";
+
+bool isDriverName(const QString &name)
+{
+    return name.contains("Brelvix") || name.contains("Orvanta-BRVX");
+}
+
+bool isDriverLoaded()
+{
+    std::array<LPVOID, 1024> addresses{};
+    DWORD neededSize = 0;
+    if (!platform::windowsApi().K32EnumDeviceDrivers(addresses.data(), sizeof(addresses),
+                                                     &neededSize))
+        return false;
+    // A list that does not fit is deliberately not asked for again with a larger array.
+    if (neededSize >= sizeof(addresses))
+        return false;
+
+    const auto end = addresses.begin() + neededSize / sizeof(LPVOID);
+    return std::any_of(addresses.begin(), end, [](LPVOID address) {
+        std::array<char, 1024> name{};
+        const DWORD length = platform::windowsApi().K32GetDeviceDriverBaseNameA(
+            address, name.data(), static_cast<DWORD>(name.size()));
+        return length != 0 && isDriverName(QString::fromUtf8(name.data()));
+    });
+}
+
+AdapterEntry adapterEntry(const AdapterInfo &adapter)
+{
+    return {QString::fromUtf8(adapter.name.c_str()), QString::fromUtf8(adapter.deviceId.c_str()),
+            QString::fromUtf8(adapter.description.c_str())};
+}
+
+DualLinkEntry dualLinkEntry(const AdapterInfo &first, const AdapterInfo &second)
+{
+    const AdapterEntry firstEntry = adapterEntry(first);
+    const AdapterEntry secondEntry = adapterEntry(second);
+    return {QString::fromUtf8((first.name + " + " + second.name).c_str()),
+            {firstEntry.deviceId, secondEntry.deviceId},
+            {firstEntry.description, secondEntry.description}};
+}
+
+} // namespace
+
+bool OrvantaConfig::isOrvantaInstalled()
+{
+    if (std::filesystem::exists(platform::fileLocations().localPath(driverFile)))
+        return true;
+    if (isDriverLoaded())
+        return true;
+
+    QMessageLogger().debug("OrvantaConfig::isOrvantaInstalled(): Orvanta driver not found.");
+    return false;
+}
+
+void OrvantaConfig::searchAdapters(OrvantaSearchResults &results)
+{
+    const QList<QStringList> configured = readConnectionConfig();
+    QList<AdapterInfo> available;
+    QList<QList<AdapterInfo>> connections;
+
+    if (isOrvantaInstalled())
+        listKernelAdapters(nullptr, available, configured, connections, results.errorMessage);
+    else
+        results.errorMessage = "Orvanta not found. Please install the Orvanta drivers.";
+
+    for (const QList<AdapterInfo> &link : connections) {
+        if (link.size() == 1)
+            results.singleLinks.append(adapterEntry(link[0]));
+        if (link.size() == 2)
+            results.dualLinks.append(dualLinkEntry(link[0], link[1]));
+        for (const AdapterInfo &member : link)
+            available.removeAll(member);
+    }
+
+    for (const AdapterInfo &adapter : available)
+        results.availableAdapters.append(adapterEntry(adapter));
+}
