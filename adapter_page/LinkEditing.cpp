@@ -157,8 +157,7 @@ bool NetworkAdapterSelectorPage::validatePage()
 
     dualLinkResult.clear();
     for (int row = 0; row < m_dualLinkModel.rowCount(); ++row) {
-        const QStringList ports =
-            m_dualLinkModel.index(row, 0).data(publishedRole).toStringList();
+        const QStringList ports = m_dualLinkModel.index(row, 0).data(publishedRole).toStringList();
         if (ports.size() == 2)
             dualLinkResult.append(ports[0] + ";" + ports[1]);
     }

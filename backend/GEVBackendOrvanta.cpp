@@ -44,14 +44,15 @@ SharedData *sharedData(std::uint32_t handle, const char *command)
     return static_cast<SharedData *>(sd);
 }
 
-constexpr auto getSharedMemory =
-    "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
+constexpr auto getSharedMemory = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
 
 } // namespace
 
 GEVBackendOrvanta::GEVBackendOrvanta(bool optionA, bool optionB,
                                      const std::string &kernelLibraryDir)
-    : m_kernelLibraryDir(kernelLibraryDir), m_optionA(optionA), m_optionB(optionB),
+    : m_kernelLibraryDir(kernelLibraryDir),
+      m_optionA(optionA),
+      m_optionB(optionB),
       m_kernelLibraryName("gevOrvanta_kernel.dll")
 {
     std::set_terminate(onTerminate);
@@ -85,8 +86,8 @@ void GEVBackendOrvanta::openDriver()
 
 void GEVBackendOrvanta::createSharedMemory()
 {
-    const std::uint32_t code = kernelApi().OV_createSharedMemEx(
-        &m_sharedMemHandle.value, nullptr, sizeof(SharedData), OVF_NO_FLAGS);
+    const std::uint32_t code = kernelApi().OV_createSharedMemEx(&m_sharedMemHandle.value, nullptr,
+                                                                sizeof(SharedData), OVF_NO_FLAGS);
     report(code,
            "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)",
            "Unable to create shared memory!");
@@ -105,8 +106,7 @@ void GEVBackendOrvanta::readSystemInformation()
     m_systemInfo.size = sizeof(m_systemInfo);
     const std::uint32_t code = kernelApi().OV_getSystemInformation(&m_systemInfo, OVF_NO_FLAGS);
     if (code != 0)
-        fail(code, "OV_getSystemInformation(&m_systemInfo, 0)",
-             "Could not get system information");
+        fail(code, "OV_getSystemInformation(&m_systemInfo, 0)", "Could not get system information");
 }
 
 void GEVBackendOrvanta::loadKernelLibrary()

@@ -10,8 +10,9 @@ QString adapterEntryText(const QString &adapterName, std::uint32_t pciSlot, std:
     if (pciSlot == unknownPciNumber || pciPort == unknownPciNumber)
         return adapterName;
 
-    return adapterName + pciSlotMarker + u' ' + QString::number(static_cast<int>(pciSlot)) +
-           pciPortMarker + QString::number(static_cast<int>(pciPort));
+    const QString slot = QString::number(static_cast<int>(pciSlot));
+    const QString port = QString::number(static_cast<int>(pciPort));
+    return adapterName + pciSlotMarker + " " + slot + pciPortMarker + port;
 }
 
 QString adapterNameOf(const QString &entryText)

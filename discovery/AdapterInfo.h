@@ -25,8 +25,8 @@ struct AdapterInfo {
 bool operator==(const AdapterInfo &first, const AdapterInfo &second);
 
 /// The two literal pieces of an entry text, as its readers look for them.
-inline constexpr QStringView pciSlotMarker = u". PCI Slot:";
-inline constexpr QStringView pciPortMarker = u", Port: ";
+inline const QString pciSlotMarker = ". PCI Slot:";
+inline const QString pciPortMarker = ", Port: ";
 
 /// Returns the adapter entry text: the name, followed by PCI slot and port when both are known.
 QString adapterEntryText(const QString &adapterName, std::uint32_t pciSlot, std::uint32_t pciPort);

@@ -6,11 +6,11 @@
 #ifdef _WIN32
 
 // clang-format off: each header needs the ones before it.
-#include <winsock2.h>
-#include <windows.h>
 #include <iphlpapi.h>
 #include <psapi.h>
 #include <setupapi.h>
+#include <windows.h>
+#include <winsock2.h>
 // clang-format on
 
 #else

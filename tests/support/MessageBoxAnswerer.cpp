@@ -1,0 +1,35 @@
+#include "tests/support/MessageBoxAnswerer.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QEvent>
+#include <QPointer>
+#include <QTest>
+
+MessageBoxAnswerer::MessageBoxAnswerer()
+{
+    qApp->installEventFilter(this);
+}
+
+bool MessageBoxAnswerer::eventFilter(QObject *watched, QEvent *event)
+{
+    auto *box = qobject_cast<QMessageBox *>(watched);
+    if (box && event->type() == QEvent::Show) {
+        // Answered from the box's own event loop, once it is on the screen.
+        QMetaObject::invokeMethod(
+            box, [this, box = QPointer<QMessageBox>(box)] { answer(box); }, Qt::QueuedConnection);
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void MessageBoxAnswerer::answer(QMessageBox *box)
+{
+    if (!box || !box->isVisible())
+        return;
+    QStringList buttons;
+    for (const QAbstractButton *button : box->buttons())
+        buttons.append(button->text());
+    m_answered.append({box->windowTitle(), box->text(), box->textFormat(), box->icon(),
+                       !box->windowIcon().isNull(), box->windowModality(), buttons});
+    QTest::keyClick(box, Qt::Key_Return);
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QList>
+#include <QMessageBox>
+#include <QObject>
+#include <QString>
+
+/// What a message box showed when it was answered.
+struct AnsweredMessageBox {
+    QString title;
+    QString text;
+    Qt::TextFormat textFormat;
+    QMessageBox::Icon icon;
+    bool hasWindowIcon;
+    Qt::WindowModality modality;
+    QStringList buttons;
+};
+
+/// Presses the default button of every message box that opens, as a user would, and notes what the
+/// box showed.
+class MessageBoxAnswerer : public QObject
+{
+    Q_OBJECT
+
+public:
+    MessageBoxAnswerer();
+
+    /// Returns the boxes so far, in order.
+    const QList<AnsweredMessageBox> &answered() const { return m_answered; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void answer(QMessageBox *box);
+
+    QList<AnsweredMessageBox> m_answered;
+};

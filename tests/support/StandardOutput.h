@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+#include <QTemporaryFile>
+
+/// Catches what the process prints to standard output for as long as the object lives.
+class StandardOutput
+{
+public:
+    StandardOutput();
+    ~StandardOutput();
+    StandardOutput(const StandardOutput &) = delete;
+    StandardOutput &operator=(const StandardOutput &) = delete;
+
+    /// Returns what has been printed so far, with line feeds as line ends.
+    QByteArray text();
+
+private:
+    QTemporaryFile m_file;
+    int m_savedDescriptor;
+};

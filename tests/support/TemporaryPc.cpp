@@ -1,0 +1,52 @@
+#include "tests/support/TemporaryPc.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace
+{
+
+constexpr auto configFolder = "Users/Public/Documents/Fennory/PMT2";
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("Expected %s to be writable: %s", qPrintable(path), qPrintable(file.errorString()));
+}
+
+} // namespace
+
+TemporaryPc::TemporaryPc()
+{
+    m_pc.folder = m_folder.path();
+    QDir().mkpath(path("Windows/system32"));
+    QDir().mkpath(path("Users/") + m_pc.userName);
+    QDir().mkpath(path(configFolder));
+}
+
+void TemporaryPc::installDriver()
+{
+    writeFile(path("Windows/system32/Brelvix.run64.sys"), "driver");
+}
+
+QString TemporaryPc::path(const QString &belowDrive) const
+{
+    return m_folder.path() + "/C/" + belowDrive;
+}
+
+QString TemporaryPc::configPath() const
+{
+    return path(configFolder) + "/orvanta_config.txt";
+}
+
+void TemporaryPc::writeConfig(const QByteArray &content)
+{
+    writeFile(configPath(), content);
+}
+
+QByteArray TemporaryPc::config() const
+{
+    QFile file(configPath());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
