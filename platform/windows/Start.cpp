@@ -1,0 +1,33 @@
+#include "platform/Platform.h"
+
+#include "platform/WindowsTypes.h"
+
+#include <cstdio>
+
+#include <io.h>
+
+namespace platform
+{
+
+namespace
+{
+
+bool isStandardOutputRedirected()
+{
+    return GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) != FILE_TYPE_UNKNOWN;
+}
+
+} // namespace
+
+bool start()
+{
+    // A windowed program has no console of its own: the reports go to the one that it was started
+    // from, if any.
+    if (isStandardOutputRedirected() || !AttachConsole(ATTACH_PARENT_PROCESS))
+        return true;
+    if (std::freopen("CONOUT$", "w", stdout))
+        SetStdHandle(STD_OUTPUT_HANDLE, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stdout))));
+    return true;
+}
+
+} // namespace platform
