@@ -18,8 +18,27 @@ public:
     /// Returns the operations; they must not be called after the kernel's end.
     platform::KernelApi operations();
 
-    /// Returns one line per call so far, in order: the operation's name and its arguments that carry
-    /// information, as in `OV_openDriver("EXAMPLE-CUSTOMER")`.
+    /// Returns one line per call so far, in order: the operation's name and the arguments that it
+    /// reads, in their order. Texts stand in double quotes, null pointers as `null`, error codes as
+    /// `0x101F0000`, records as their size field, other numbers in decimal. The first handle that
+    /// the kernel gives out is 1, the next one 2. One search of one device:
+    ///
+    ///     OV_openDriver("EXAMPLE-CUSTOMER")
+    ///     OV_createSharedMemEx(null, 287, 0)
+    ///     OV_getSharedMemEx(1, 0)
+    ///     OV_getSystemInformation(680, 0)
+    ///     OV_loadKernel("gevOrvanta_kernel.dll", null, null, 4)
+    ///     OV_getSharedMemEx(1, 0)
+    ///     OV_enumDevicesEx("NET", "PCI", null, 0, 0)
+    ///     queryDeviceInformation("DEVICE-A", 1204, 0)
+    ///     queryDeviceInformation("DEVICE-A", 1204, 0)
+    ///     OV_enumDevicesEx("NET", "PCI", null, 1, 0)
+    ///     OV_getSharedMemEx(1, 0)
+    ///     freeSharedMem(1, 0)
+    ///     closeDriver()
+    ///
+    /// The other lines are `errorName(0x10160000, 0)`, `errorText(0x10160000, "command", 0)`,
+    /// `freeKernel(2)`, `releaseFirstObject(3, 0)` and `releaseSecondObject(4, 0)`.
     QStringList calls() const;
 
     /// Has every further call appended to a file as well, a line each.

@@ -6,8 +6,8 @@
 
 #include "platform/FileLocations.h"
 
-/// Has a simulated PC answer through the program's tables for as long as the object lives. Ends with
-/// the tables as they were before; no search may run then.
+/// Has a simulated PC answer through the program's tables for as long as the object lives. Ends
+/// with the tables as they were before; no search may run then.
 class SimulatedMachine
 {
 public:

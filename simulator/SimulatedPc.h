@@ -47,7 +47,8 @@ struct SimulatedKernelSettings {
     QString errorText;
 };
 
-/// A simulated PC: what Windows and the real-time kernel answer, and the folder that holds drive C:.
+/// A simulated PC: what Windows and the real-time kernel answer, and the folder that holds drive
+/// C:.
 struct SimulatedPc {
     QString folder;
     /// The user whose folder below C:/Users is the home folder.

@@ -19,6 +19,9 @@ public:
     /// Returns the console's current text attributes.
     WORD consoleAttributes() const;
 
+    /// Returns the error of the last call that failed, 0 before the first.
+    DWORD lastError() const;
+
 private:
     class State;
     std::unique_ptr<State> m_state;
