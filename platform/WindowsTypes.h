@@ -5,12 +5,13 @@
 
 #ifdef _WIN32
 
-// clang-format off: each header needs the ones before it.
+// Each header needs the ones before it.
+// clang-format off
+#include <winsock2.h>
+#include <windows.h>
 #include <iphlpapi.h>
 #include <psapi.h>
 #include <setupapi.h>
-#include <windows.h>
-#include <winsock2.h>
 // clang-format on
 
 #else
@@ -43,6 +44,7 @@ inline constexpr DWORD ERROR_BUFFER_OVERFLOW = 111;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_NO_DATA = 232;
 inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
+inline constexpr DWORD ERROR_INVALID_USER_BUFFER = 1784;
 
 // winsock2.h, ipifcons.h, ifdef.h, iptypes.h
 inline constexpr ULONG AF_INET = 2;
