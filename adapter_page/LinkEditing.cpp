@@ -29,7 +29,7 @@ Row takeFirstSelected(const QAbstractItemView &view)
     const QModelIndexList selected = view.selectionModel()->selectedIndexes();
     if (selected.isEmpty())
         return {};
-    const Row row = rowAt(selected.first());
+    Row row = rowAt(selected.first());
     view.model()->removeRow(selected.first().row());
     return row;
 }
@@ -141,7 +141,7 @@ void NetworkAdapterSelectorPage::on_clearDualLink_clicked()
     updateAllStatusIcons();
 }
 
-QString NetworkAdapterSelectorPage::dualLinkConcat(QStringList texts)
+QString NetworkAdapterSelectorPage::dualLinkConcat(const QStringList &texts)
 {
     return dualLinkText(texts);
 }

@@ -61,7 +61,7 @@ private slots:
     void on_clearSingleLink_clicked();
     void on_clearDualLink_clicked();
     void on_OrvantaSearchFinished();
-    QString dualLinkConcat(QStringList texts);
+    QString dualLinkConcat(const QStringList &texts);
 
 private:
     // Search and presentation

@@ -50,10 +50,7 @@ constexpr auto getSharedMemory = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&
 
 GEVBackendOrvanta::GEVBackendOrvanta(bool optionA, bool optionB,
                                      const std::string &kernelLibraryDir)
-    : m_kernelLibraryDir(kernelLibraryDir),
-      m_optionA(optionA),
-      m_optionB(optionB),
-      m_kernelLibraryName("gevOrvanta_kernel.dll")
+    : m_kernelLibraryDir(kernelLibraryDir), m_optionA(optionA), m_optionB(optionB)
 {
     std::set_terminate(onTerminate);
     s_currentBackend = this;

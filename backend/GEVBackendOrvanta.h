@@ -81,7 +81,7 @@ private:
     bool m_optionA;
     /// Kept with the session; nothing reads it.
     bool m_optionB;
-    const char *m_kernelLibraryName;
+    const char *m_kernelLibraryName = "gevOrvanta_kernel.dll";
     /// Kept with the session; nothing reads it.
     bool m_reserved = false;
 

@@ -43,7 +43,8 @@ std::optional<QString> readProperty(HDEVINFO set, SP_DEVINFO_DATA &device, DWORD
             set, &device, property, &type, reinterpret_cast<BYTE *>(buffer.data()), bufferSize,
             &requiredSize))
         return std::nullopt;
-    return QString::fromLocal8Bit(buffer.constData(), qstrnlen(buffer.constData(), bufferSize));
+    return QString::fromLocal8Bit(buffer.constData(),
+                                  static_cast<qsizetype>(qstrnlen(buffer.constData(), bufferSize)));
 }
 
 /// Finds the device that bears the name and returns its index and location text.

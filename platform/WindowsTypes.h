@@ -93,6 +93,7 @@ struct SP_DEVINFO_DATA {
     ULONG_PTR Reserved;
 };
 
+// NOLINTNEXTLINE(performance-no-int-to-ptr): Windows defines the value as an integer.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 inline constexpr DWORD DIGCF_PRESENT = 0x2;
 inline constexpr DWORD SPDRP_DEVICEDESC = 0x0;
