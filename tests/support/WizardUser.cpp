@@ -1,0 +1,132 @@
+#include "tests/support/WizardUser.h"
+
+#include <QAbstractButton>
+#include <QListView>
+#include <QStandardItemModel>
+#include <QTest>
+#include <QWindow>
+
+namespace
+{
+
+constexpr int searchTimeoutMs = 30'000;
+
+QImage lampImage(const QIcon &icon)
+{
+    return icon.pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+QString lampColour(const QIcon &icon)
+{
+    if (icon.isNull())
+        return "none";
+    for (const QString colour : {"green", "red", "white"}) {
+        if (lampImage(icon) == lampImage(QIcon(":/" + colour + ".xpm")))
+            return colour;
+    }
+    return "unknown";
+}
+
+} // namespace
+
+WizardUser::WizardUser(QWizard &wizard) : m_wizard(wizard) {}
+
+void WizardUser::open()
+{
+    m_wizard.show();
+    QVERIFY2(QTest::qWaitForWindowActive(&m_wizard), "Expected the wizard to take input");
+}
+
+void WizardUser::openAdapters()
+{
+    open();
+    press(QWizard::NextButton);
+    waitForSearch();
+}
+
+void WizardUser::press(QWizard::WizardButton button)
+{
+    clickAt(*m_wizard.button(button), m_wizard.button(button)->rect().center());
+}
+
+void WizardUser::press(const char *button)
+{
+    auto &widget = find<QAbstractButton>(button);
+    clickAt(widget, widget.rect().center());
+}
+
+void WizardUser::key(Qt::Key key, Qt::KeyboardModifiers modifiers)
+{
+    QTest::keyClick(m_wizard.windowHandle(), key, modifiers);
+}
+
+void WizardUser::click(const char *list, int row)
+{
+    auto &view = find<QListView>(list);
+    const QModelIndex index = view.model()->index(row, 0);
+    QVERIFY2(index.isValid(), qPrintable(QString("Expected row %1 in %2").arg(row).arg(list)));
+    view.scrollTo(index);
+    clickAt(*view.viewport(), view.visualRect(index).center());
+}
+
+void WizardUser::click(const char *list, const QList<int> &rows)
+{
+    for (const int row : rows)
+        click(list, row);
+}
+
+bool WizardUser::isSearching() const
+{
+    return !find<QWidget>("loading_frame").isHidden();
+}
+
+void WizardUser::waitForSearch()
+{
+    QVERIFY2(QTest::qWaitFor([this] { return !isSearching(); }, searchTimeoutMs),
+             "Expected the search to end");
+}
+
+bool WizardUser::isEnabled(const char *button) const
+{
+    return find<QAbstractButton>(button).isEnabled();
+}
+
+QStringList WizardUser::texts(const char *list) const
+{
+    QStringList texts;
+    for (const QVariant &text : values(list, Qt::DisplayRole))
+        texts.append(text.toString());
+    return texts;
+}
+
+QVariantList WizardUser::values(const char *list, int role) const
+{
+    QVariantList values;
+    for (int row = 0; row < model(list).rowCount(); ++row)
+        values.append(model(list).index(row, 0).data(role));
+    return values;
+}
+
+QStringList WizardUser::lamps(const char *list) const
+{
+    QStringList lamps;
+    for (int row = 0; row < model(list).rowCount(); ++row)
+        lamps.append(lampColour(model(list).item(row)->icon()));
+    return lamps;
+}
+
+QStandardItemModel &WizardUser::model(const char *list) const
+{
+    auto *model = qobject_cast<QStandardItemModel *>(find<QListView>(list).model());
+    if (!model)
+        qFatal("Expected %s to have a model", list);
+    return *model;
+}
+
+void WizardUser::clickAt(QWidget &widget, const QPoint &position)
+{
+    QVERIFY2(widget.isVisible(), qPrintable("Expected to see " + widget.objectName()));
+    // Through the window, so that the click reaches what lies there on the screen.
+    QWidget *window = widget.window();
+    QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {}, widget.mapTo(window, position));
+}
