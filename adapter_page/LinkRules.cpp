@@ -19,6 +19,23 @@ std::optional<QString> pciSlotText(const QString &entryText)
     return entryText.mid(begin, port - begin);
 }
 
+struct Lamp {
+    const char *image;
+    const char *description;
+};
+
+Lamp lamp(int status)
+{
+    switch (status) {
+    case 1:
+        return {":/green.xpm", "Link up"};
+    case 0:
+        return {":/red.xpm", "Link down"};
+    default:
+        return {":/white.xpm", "Link state unknown"};
+    }
+}
+
 } // namespace
 
 QString dualLinkText(const QStringList &entryTexts)
@@ -51,12 +68,10 @@ int dualLinkStatus(int firstStatus, int secondStatus)
 
 QString lampImage(int status)
 {
-    switch (status) {
-    case 1:
-        return ":/green.xpm";
-    case 0:
-        return ":/red.xpm";
-    default:
-        return ":/white.xpm";
-    }
+    return lamp(status).image;
+}
+
+QString lampDescription(int status)
+{
+    return lamp(status).description;
 }

@@ -153,6 +153,7 @@ void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bo
         QStandardItem *item = model->item(row);
         const int status = isDualList ? dualEntryStatus(item->text()) : entryStatus(item->text());
         item->setIcon(QIcon(lampImage(status)));
+        item->setData(lampDescription(status), Qt::AccessibleDescriptionRole);
     }
 }
 

@@ -14,9 +14,9 @@ namespace
 // FOREGROUND_RED | FOREGROUND_INTENSITY of wincon.h
 constexpr WORD brightRed = 0x0C;
 
-bool isEmpty(const char *text)
+const char *orEmpty(const char *text)
 {
-    return text == nullptr || *text == '\0';
+    return text ? text : "";
 }
 
 } // namespace
@@ -34,7 +34,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
 
     const char *name = "";
     platform::kernelApi().errorName(code, &name, platform::OVF_NO_FLAGS);
-    std::printf("ERROR (%08X = '%s') -\n  %s: %s\n", code, name, command, message);
+    std::printf("ERROR (%08X = '%s') -\n  %s: %s\n", code, orEmpty(name), command, message);
     // The colour holds for what has reached the console by then.
     std::fflush(stdout);
     windows.SetConsoleTextAttribute(console, info.wAttributes);
@@ -47,7 +47,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
 
 void printLine(const char *text, bool lineBreak)
 {
-    std::printf("%s%s", isEmpty(text) ? "" : text, lineBreak ? "\n" : "");
+    std::printf("%s%s", orEmpty(text), lineBreak ? "\n" : "");
 }
 
 } // namespace DPL
