@@ -51,8 +51,7 @@ bool start()
 {
     try {
         static SimulatedMachine machine(chosenPc());
-        if (qEnvironmentVariableIsSet(kernelLogVariable))
-            machine.kernel().logTo(qEnvironmentVariable(kernelLogVariable));
+        machine.kernel().logTo(qEnvironmentVariable(kernelLogVariable));
         return true;
     } catch (const std::runtime_error &failure) {
         std::fprintf(stderr, "%s\n", failure.what());

@@ -141,6 +141,8 @@ void SimulatedKernel::State::logTo(const QString &path)
 {
     const std::lock_guard lock(m_mutex);
     m_log.close();
+    if (path.isEmpty())
+        return;
     m_log.setFileName(path);
     if (!m_log.open(QIODevice::WriteOnly | QIODevice::Append))
         qWarning("%s: %s", qPrintable(path), qPrintable(m_log.errorString()));

@@ -41,7 +41,8 @@ public:
     /// `freeKernel(2)`, `releaseFirstObject(3, 0)` and `releaseSecondObject(4, 0)`.
     QStringList calls() const;
 
-    /// Has every further call appended to a file as well, a line each.
+    /// Has every further call appended to a file as well, a line each; to none when the path is
+    /// empty.
     void logTo(const QString &path);
 
     /// Returns the handles of shared memory that are not freed and whether the driver is open: 0

@@ -1,0 +1,97 @@
+#include "platform/Platform.h"
+
+#include "platform/FileLocations.h"
+#include "platform/KernelApi.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace
+{
+
+/// Runs the program on a PC that it cannot use.
+class RefusedProgram
+{
+public:
+    explicit RefusedProgram(const QString &pcFolder)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("ORVANTA_SIMULATED_PC");
+        if (!pcFolder.isNull())
+            environment.insert("ORVANTA_SIMULATED_PC", pcFolder);
+        m_process.setProcessEnvironment(environment);
+        m_process.start(PROGRAM, QStringList());
+        m_hasEnded = m_process.waitForFinished();
+    }
+
+    bool hasEnded() const { return m_hasEnded && m_process.exitStatus() == QProcess::NormalExit; }
+    int exitCode() const { return m_process.exitCode(); }
+    QString output() { return QString::fromLocal8Bit(m_process.readAllStandardOutput()); }
+    QString errors() { return QString::fromLocal8Bit(m_process.readAllStandardError()); }
+
+private:
+    QProcess m_process;
+    bool m_hasEnded = false;
+};
+
+} // namespace
+
+class TestPlatformStart : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refusesWithOneLineAndStatus2_data();
+    void refusesWithOneLineAndStatus2();
+    void startsOnThePcThatTheEnvironmentNames();
+};
+
+void TestPlatformStart::refusesWithOneLineAndStatus2_data()
+{
+    QTest::addColumn<QString>("pcFolder");
+    QTest::addColumn<QString>("line");
+
+    const QString noPc = "ORVANTA_SIMULATED_PC: expected the folder of a simulated PC, found "
+                         "nothing";
+    QTest::newRow("not set") << QString() << noPc;
+    QTest::newRow("empty") << QString("") << noPc;
+    QTest::newRow("no folder")
+        << "/no/such/folder"
+        << "/no/such/folder: expected the folder of a simulated PC, found no folder";
+    QTest::newRow("no pc.json") << PCS_FOLDER
+                                << PCS_FOLDER
+        "/pc.json: expected a file that can be read, found No such file or directory";
+}
+
+void TestPlatformStart::refusesWithOneLineAndStatus2()
+{
+    QFETCH(const QString, pcFolder);
+    QFETCH(const QString, line);
+
+    RefusedProgram program(pcFolder);
+    QVERIFY(program.hasEnded());
+    QCOMPARE(program.exitCode(), 2);
+    QCOMPARE(program.errors(), line + u'\n');
+    QCOMPARE(program.output(), "");
+}
+
+void TestPlatformStart::startsOnThePcThatTheEnvironmentNames()
+{
+    const QTemporaryDir folder;
+    const QString log = folder.path() + "/kernel.log";
+    qputenv("ORVANTA_SIMULATED_PC", PCS_FOLDER "/two-cards");
+    qputenv("ORVANTA_KERNEL_LOG", QFile::encodeName(log));
+
+    QVERIFY(platform::start());
+
+    QCOMPARE(platform::fileLocations().homeFolder(), PCS_FOLDER "/two-cards/C/Users/user1");
+    QCOMPARE(platform::kernelApi().OV_openDriver("customer"), 0U);
+    QFile file(log);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), "OV_openDriver(\"customer\")\n");
+}
+
+QTEST_GUILESS_MAIN(TestPlatformStart)
+#include "tst_platformstart.moc"
