@@ -19,3 +19,13 @@ private:
     QTemporaryFile m_file;
     int m_savedDescriptor;
 };
+
+/// Returns what the action prints to standard output. A failed comparison prints there too, so it
+/// belongs behind the action.
+template <typename Action>
+QByteArray printedBy(Action action)
+{
+    StandardOutput output;
+    action();
+    return output.text();
+}
