@@ -46,6 +46,10 @@ public:
     /// Returns 1 when Windows reports the adapter as up, 0 when as not up, -1 when not at all.
     static int queryAdapterStatus(const QString &adapterName);
 
+    /// Returns the text that the page shows for a WindowsAdapterError; `number` ends that of an
+    /// unknown one.
+    static QString adapterErrorText(int code, int number);
+
 protected:
     /// Starts the background search, unless it runs already, and empties the lists.
     void showEvent(QShowEvent *event) override;

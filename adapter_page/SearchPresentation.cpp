@@ -59,7 +59,9 @@ void NetworkAdapterSelectorPage::showEvent(QShowEvent *event)
 {
     QWizardPage::showEvent(event);
 
-    if (isAnythingToSearch() && !m_searchWatcher.isRunning())
+    // A search whose result is still on its way counts as running: the wizard shows a page twice in
+    // a row when its header changes.
+    if (isAnythingToSearch() && m_searchWatcher.isFinished())
         startSearch();
 
     QList<AdapterInfo> windowsAdapters;
@@ -170,27 +172,25 @@ void NetworkAdapterSelectorPage::showAdapterError(int code, int number)
     policy.setRetainSizeWhenHidden(false);
     contents->setSizePolicy(policy);
     contents->setVisible(false);
+    errorText->setText(adapterErrorText(code, number));
+}
 
+QString NetworkAdapterSelectorPage::adapterErrorText(int code, int number)
+{
     switch (code) {
     case WindowsAdapterError::outOfMemory:
-        errorText->setText(tr("Unable to allocate the memory to get the Network-Adapter "
-                              "information. Please make sufficient memory available."));
-        break;
+        return tr("Unable to allocate the memory to get the Network-Adapter information. Please "
+                  "make sufficient memory available.");
     case WindowsAdapterError::noAdapter:
-        errorText->setText(
-            tr("Unable to find the Network-Adapters in the system. Please run the "
-               "Orvanta-Configurator application when the Network Adapter is installed"));
-        break;
+        return tr("Unable to find the Network-Adapters in the system. Please run the "
+                  "Orvanta-Configurator application when the Network Adapter is installed");
     case WindowsAdapterError::no10GAdapter:
-        errorText->setText(tr("Unable to find the 10G Network Interface Controllers in the "
-                              "system.<br><br> <b>Please install the latest Intel network drivers "
-                              "and switch-on the connecting camera to help detect the appropriate "
-                              "network adapter(s).</b>"));
-        break;
+        return tr("Unable to find the 10G Network Interface Controllers in the system.<br><br> "
+                  "<b>Please install the latest Intel network drivers and switch-on the connecting "
+                  "camera to help detect the appropriate network adapter(s).</b>");
     default:
-        errorText->setText("Failed to setup Orvanta Configuration in this local system. Unknown "
-                           "Error:" +
-                           QString::number(number));
+        return "Failed to setup Orvanta Configuration in this local system. Unknown Error:" +
+               QString::number(number);
     }
 }
 
