@@ -681,7 +681,5 @@ void TestSimulatedKernel::answersFromSeveralThreads()
     QCOMPARE(open.createSharedMemory(287), 2U * rounds + 1);
 }
 
-Q_DECLARE_METATYPE(Call)
-
 QTEST_GUILESS_MAIN(TestSimulatedKernel)
 #include "tst_simulatedkernel.moc"

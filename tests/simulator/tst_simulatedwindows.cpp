@@ -273,7 +273,7 @@ void TestSimulatedWindows::asksForALargerAdapterBuffer()
 
     const Windows windows;
     const ULONG needed = windows.neededAdapterSize();
-    ULONG size = static_cast<ULONG>(static_cast<int>(needed) + difference);
+    auto size = static_cast<ULONG>(static_cast<int>(needed) + difference);
     AdapterBuffer buffer(0);
     QCOMPARE(windows.api.GetAdaptersAddresses(AF_INET, 0, nullptr,
                                               hasBuffer ? buffer.data() : nullptr, &size),
