@@ -70,6 +70,7 @@ private slots:
 private:
     // Search and presentation
     static bool isAnythingToSearch();
+    bool isSearching() const;
     void startSearch();
     void showAdapterError(int code, int number);
     void appendResults(const OrvantaSearchResults &results);

@@ -59,9 +59,7 @@ void NetworkAdapterSelectorPage::showEvent(QShowEvent *event)
 {
     QWizardPage::showEvent(event);
 
-    // A search whose result is still on its way counts as running: the wizard shows a page twice in
-    // a row when its header changes.
-    if (isAnythingToSearch() && m_searchWatcher.isFinished())
+    if (isAnythingToSearch() && !isSearching())
         startSearch();
 
     QList<AdapterInfo> windowsAdapters;
@@ -88,6 +86,13 @@ bool NetworkAdapterSelectorPage::isAnythingToSearch()
     } catch (const std::filesystem::filesystem_error &) {
         return true;
     }
+}
+
+/// A search whose result is still on its way counts, too: the wizard shows a page twice in a row
+/// when its header changes, and a quick search ends in between.
+bool NetworkAdapterSelectorPage::isSearching() const
+{
+    return m_searchWatcher.isRunning() || !loading_frame->isHidden();
 }
 
 void NetworkAdapterSelectorPage::startSearch()
