@@ -32,10 +32,10 @@ def is_enabled(node):
 
 
 def descendants(node):
-    """Yields the node's visible descendants, in order."""
+    """Yields the node's visible descendants, in order, and all rows of visible lists."""
     for index in range(node.get_child_count()):
         child = node.get_child_at_index(index)
-        if child is not None and is_showing(child):
+        if child is not None and (is_showing(child) or node.get_role_name() == "list"):
             yield child
             yield from descendants(child)
 
@@ -117,9 +117,13 @@ class Program:
         return self.process.wait(PATIENCE_SECONDS)
 
 
+def active_window():
+    """Returns the X identifier of the window that has the keyboard, or an empty text."""
+    answer = subprocess.run(["xdotool", "getactivewindow"], capture_output=True, text=True)
+    return answer.stdout.strip()
+
+
 def screenshot(path):
     """Saves the window that is on top, with its frame, as a picture."""
-    window = subprocess.run(
-        ["xdotool", "getactivewindow"], check=True, capture_output=True, text=True
-    ).stdout.strip()
+    window = wait_for(active_window, "an active window")
     subprocess.run(["import", "-frame", "-window", window, str(path)], check=True)
