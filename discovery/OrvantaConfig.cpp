@@ -12,11 +12,23 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <system_error>
 
 namespace
 {
 
 constexpr auto driverFile = "C:/Windows/system32/Brelvix.run64.sys";
+
+bool fileExists(const std::filesystem::path &path)
+{
+    std::error_code error;
+    const bool exists = std::filesystem::exists(path, error);
+    // The throwing form names its operation differently in each standard library, and the user
+    // gets to see that name.
+    if (error)
+        throw std::filesystem::filesystem_error("exists", path, error);
+    return exists;
+}
 
 bool isDriverName(const QString &name)
 {
@@ -62,7 +74,7 @@ DualLinkEntry dualLinkEntry(const AdapterInfo &first, const AdapterInfo &second)
 
 bool OrvantaConfig::isOrvantaInstalled()
 {
-    if (std::filesystem::exists(platform::fileLocations().localPath(driverFile)))
+    if (fileExists(platform::fileLocations().localPath(driverFile)))
         return true;
     if (isDriverLoaded())
         return true;
