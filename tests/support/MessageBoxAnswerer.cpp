@@ -30,6 +30,7 @@ void MessageBoxAnswerer::answer(QMessageBox *box)
     for (const QAbstractButton *button : box->buttons())
         buttons.append(button->text());
     m_answered.append({box->windowTitle(), box->text(), box->textFormat(), box->icon(),
-                       !box->windowIcon().isNull(), box->windowModality(), buttons});
+                       !box->windowIcon().isNull(), box->windowModality(), box->windowFlags(),
+                       box->parent() != nullptr, buttons});
     QTest::keyClick(box, Qt::Key_Return);
 }

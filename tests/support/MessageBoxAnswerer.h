@@ -13,6 +13,8 @@ struct AnsweredMessageBox {
     QMessageBox::Icon icon;
     bool hasWindowIcon;
     Qt::WindowModality modality;
+    Qt::WindowFlags flags;
+    bool hasParent;
     QStringList buttons;
 };
 
