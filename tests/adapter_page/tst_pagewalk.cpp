@@ -268,8 +268,7 @@ void PageWalkTest::hideAndShow()
 
 int PageWalkTest::selectedRow(const char *list) const
 {
-    const auto selected =
-        m_running->user.find<QListView>(list).selectionModel()->selectedIndexes();
+    const auto selected = m_running->user.find<QListView>(list).selectionModel()->selectedIndexes();
     return selected.isEmpty() ? -1 : selected.first().row();
 }
 
@@ -314,9 +313,13 @@ void PageWalkTest::changePc()
             QFile::remove(m_pc->path("Windows/system32/Brelvix.run64.sys"));
     }
     if (chance(30)) {
-        const QList<QList<QStringList>> files = {
-            {}, {{"A"}}, {{"F"}, {"C", "D"}}, {{"E", "F"}}, {{"A", "B", "C"}, {"Gone"}},
-            {{"G"}, {"H", "A"}}, {{"B", "A"}, {"B"}}};
+        const QList<QList<QStringList>> files = {{},
+                                                 {{"A"}},
+                                                 {{"F"}, {"C", "D"}},
+                                                 {{"E", "F"}},
+                                                 {{"A", "B", "C"}, {"Gone"}},
+                                                 {{"G"}, {"H", "A"}},
+                                                 {{"B", "A"}, {"B"}}};
         m_model.savedConnections = files[m_random.bounded(files.size())];
         QStringList lines;
         for (const QStringList &connection : m_model.savedConnections)
