@@ -63,7 +63,7 @@ Answer askForDriver()
 
 QStringList drivers(int count, const QString &name = "ntoskrnl.exe")
 {
-    return QStringList(count, name);
+    return QStringList().fill(name, count);
 }
 
 QString textOf(const AdapterEntry &entry)

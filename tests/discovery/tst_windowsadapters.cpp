@@ -158,7 +158,7 @@ struct AdapterListCalls {
 
 QList<ULONG> overflows(int count)
 {
-    return QList<ULONG>(count, ERROR_BUFFER_OVERFLOW);
+    return QList<ULONG>().fill(ERROR_BUFFER_OVERFLOW, count);
 }
 
 } // namespace
