@@ -1,0 +1,162 @@
+#include "tests/support/GuiTest.h"
+#include "tests/support/HeldUpKernel.h"
+#include "tests/support/RunningWizard.h"
+#include "tests/support/TemporaryPc.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSemaphore>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace
+{
+
+constexpr int beatMs = 10;
+constexpr int answerWithinMs = 50;
+constexpr int beatsWithin = answerWithinMs / beatMs;
+
+/// Returns for how long the current thread has been ready to run without a processor to run on, in
+/// milliseconds; 0 where the system does not tell.
+qint64 waitedForProcessorMs()
+{
+    QFile statistics("/proc/thread-self/schedstat");
+    if (!statistics.open(QIODevice::ReadOnly))
+        return 0;
+    return statistics.readAll().split(' ').value(1).toLongLong() / 1'000'000;
+}
+
+/// Sends the event loop a beat every 10 ms from a thread of its own. The event loop misses a beat
+/// that it answers after five more have been sent and after 50 ms of silence; the time for which a
+/// busy machine had no processor for it does not count.
+class Heartbeat : public QObject
+{
+    Q_OBJECT
+
+public:
+    Heartbeat() : m_waitedMs(waitedForProcessorMs())
+    {
+        m_clock.start();
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(beatMs);
+        m_timer.moveToThread(&m_thread);
+        connect(&m_thread, &QThread::started, &m_timer, qOverload<>(&QTimer::start));
+        connect(&m_thread, &QThread::finished, &m_timer, &QTimer::stop);
+        connect(
+            &m_timer, &QTimer::timeout, &m_timer,
+            [this] { emit beat(++m_sent, m_clock.elapsed()); }, Qt::DirectConnection);
+        connect(this, &Heartbeat::beat, this, &Heartbeat::answer, Qt::QueuedConnection);
+        m_thread.start();
+    }
+
+    ~Heartbeat() override
+    {
+        m_thread.quit();
+        m_thread.wait();
+    }
+
+    int answered() const { return m_answered; }
+    int missed() const { return m_missed; }
+
+signals:
+    void beat(int number, qint64 sentAtMs);
+
+private:
+    void answer(int number, qint64 sentAtMs)
+    {
+        // Beats that have piled up are answered at once: only the first of them has been missed.
+        const qint64 answeredAtMs = m_clock.elapsed();
+        const qint64 silentSinceMs =
+            std::max(sentAtMs, std::exchange(m_answeredAtMs, answeredAtMs));
+        const qint64 waitedBeforeMs = std::exchange(m_waitedMs, waitedForProcessorMs());
+        const qint64 silenceMs = answeredAtMs - silentSinceMs - (m_waitedMs - waitedBeforeMs);
+        ++m_answered;
+        if (m_sent - number > beatsWithin && silenceMs > answerWithinMs)
+            ++m_missed;
+    }
+
+    QThread m_thread;
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    std::atomic_int m_sent = 0;
+    int m_answered = 0;
+    int m_missed = 0;
+    qint64 m_answeredAtMs = 0;
+    qint64 m_waitedMs;
+};
+
+} // namespace
+
+class ResponsivenessTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void answersWhileKernelIsHeldUp();
+    void answersWhileSearching_data();
+    void answersWhileSearching();
+    void noticesBlockedEventLoop();
+};
+
+void ResponsivenessTest::answersWhileKernelIsHeldUp()
+{
+    TemporaryPc pc;
+    pc.installDriver();
+    pc.pc().kernel.devices = {{"A", "Port A", "Port"}};
+    RunningWizard run(pc.pc());
+    run.user.open();
+    HeldUpKernel kernel;
+    const Heartbeat heartbeat;
+    run.user.press(QWizard::NextButton);
+
+    QTRY_COMPARE(kernel.calls(), 1);
+    const int soFar = heartbeat.answered();
+    QTRY_VERIFY_WITH_TIMEOUT(heartbeat.answered() >= soFar + 200, 30'000);
+    QVERIFY(run.user.isSearching());
+    kernel.letGo();
+    run.user.waitForSearch();
+    QCOMPARE(run.user.available(), QStringList{"Port A"});
+    QCOMPARE(heartbeat.missed(), 0);
+}
+
+void ResponsivenessTest::answersWhileSearching_data()
+{
+    QTest::addColumn<QString>("pc");
+    QTest::newRow("slow kernel") << "slow-kernel";
+    QTest::newRow("64 ports") << "sixty-four-ports";
+}
+
+void ResponsivenessTest::answersWhileSearching()
+{
+    QFETCH(QString, pc);
+    RunningWizard run(SimulatedPc::load(QString(PCS_FOLDER) + "/" + pc));
+    run.user.open();
+    const Heartbeat heartbeat;
+    run.user.press(QWizard::NextButton);
+    run.user.waitForSearch();
+    QVERIFY(run.user.available().size() > 0);
+
+    const int soFar = heartbeat.answered();
+    QTRY_VERIFY(heartbeat.answered() >= soFar + 10);
+    QCOMPARE(heartbeat.missed(), 0);
+}
+
+void ResponsivenessTest::noticesBlockedEventLoop()
+{
+    QSemaphore sent;
+    const Heartbeat heartbeat;
+    QTRY_VERIFY(heartbeat.answered() > 0);
+    // Blocks the event loop until enough further beats have been sent.
+    connect(
+        &heartbeat, &Heartbeat::beat, this, [&sent] { sent.release(); }, Qt::DirectConnection);
+    sent.acquire(2 * beatsWithin);
+    QTRY_VERIFY(heartbeat.missed() > 0);
+}
+
+GUI_TEST_MAIN(ResponsivenessTest)
+
+#include "tst_responsiveness.moc"
