@@ -1,0 +1,541 @@
+// Every function that can fail, at its first, a middle and its last call of a run through the
+// wizard, and what the user is left with. Frees and closes are not made to fail.
+
+#include "tests/fault_matrix/FaultInjector.h"
+#include "tests/support/GuiTest.h"
+#include "tests/support/PrintedMessages.h"
+#include "tests/support/RunningWizard.h"
+#include "tests/support/StandardOutput.h"
+#include "tests/support/TemporaryPc.h"
+
+#include <QDir>
+#include <QSemaphore>
+#include <QTextStream>
+#include <QTimer>
+
+namespace
+{
+
+constexpr std::uint32_t noAccess = 0x10160000;
+constexpr std::uint32_t notFound = 0x101F0000;
+constexpr std::uint32_t unknownCode = 0x10090000;
+constexpr std::uint32_t codeWithoutException = 0x10070000;
+
+// winerror.h
+constexpr std::uint32_t notEnoughMemory = 8;
+constexpr std::uint32_t invalidParameter = 87;
+constexpr std::uint32_t bufferOverflow = 111;
+constexpr std::uint32_t noData = 232;
+constexpr std::uint32_t addressNotAssociated = 1228;
+
+constexpr auto openDriver = "OV_openDriver(customerNr)";
+constexpr auto createSharedMemory =
+    "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)";
+constexpr auto firstSharedMemory = "OV_getSharedMemEx(getSharedDataHandle(), (void**)&sd, 0)";
+constexpr auto sharedMemory = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
+constexpr auto systemInformation = "OV_getSystemInformation(&m_systemInfo, 0)";
+constexpr auto loadKernel =
+    "OV_loadKernel(&kernel, getKernelLibraryPath().c_str(), NULL, NULL, OVF_KERNEL_EXEC)";
+
+/// What a run leaves on the screen, on the console and in the kernel. As it stands: without a
+/// fault.
+struct Outcome {
+    QString message;
+    QString report;
+    QStringList available = {"Port 1. PCI Slot: 0, Port: 0 | About 1 | green",
+                             "Port 2. PCI Slot: 0, Port: 0 | About 2 | red"};
+    QStringList singleLinks = {"Port 3. PCI Slot: 0, Port: 0 | About 3 | white"};
+    QStringList dualLinks = {
+        "Port 4. PCI Slot: 0, Port: 0 + Port 5. PCI Slot: 0, Port: 0 | About 4;About 5 | green"};
+    QStringList closingCalls = {"freeSharedMem(1, 0)", "closeDriver()"};
+    /// Shared memory and driver that stay open.
+    int openResources = 0;
+};
+
+struct Row {
+    Fault fault;
+    Outcome expected;
+};
+
+QString report(std::uint32_t code, const char *command, const QString &failure,
+               const char *name = "EXAMPLE_ERROR")
+{
+    const QString message = failure + "Error running command " + command;
+    return QString::asprintf("ERROR (%08X = '%s') -\n  %s: %s\n", code, name, command,
+                             qPrintable(message));
+}
+
+/// Without the driver, nothing is listed and the saved ports bear their identifiers.
+Outcome driverRefused(std::uint32_t code)
+{
+    return {"[ERROR]: Unable to open the driver!",
+            report(code, openDriver, "Unable to open the driver!: ") + "\n",
+            {},
+            {"P3 | P3 | white"},
+            {"P4 + P5 | P4;P5 | white"},
+            {}};
+}
+
+Outcome driverMissing()
+{
+    return {"Orvanta not found. Please install the Orvanta drivers.", {}, {}, {}, {}, {}};
+}
+
+/// The saved ports are still resolved, since the driver is open.
+Outcome sessionRefused(const QString &message, const QString &report)
+{
+    Outcome outcome;
+    outcome.message = message;
+    outcome.report = report + "\n";
+    outcome.available.clear();
+    return outcome;
+}
+
+Outcome sharedMemoryRefused(std::uint32_t code, const QString &message)
+{
+    Outcome outcome = driverRefused(code);
+    outcome.message = message;
+    outcome.report = report(code, createSharedMemory, "Unable to create shared memory!: ") + "\n";
+    return outcome;
+}
+
+Outcome reported(const QString &report)
+{
+    Outcome outcome;
+    outcome.report = report + "\n";
+    return outcome;
+}
+
+Outcome enumerationEnded(std::uint32_t code)
+{
+    return reported(QString::asprintf("ERROR (%08X = 'EXAMPLE_ERROR') -\n  OV_enumDevicesEx: "
+                                      "Unable to query network device name!\n",
+                                      code));
+}
+
+Outcome withAvailable(const QStringList &available)
+{
+    Outcome outcome;
+    outcome.available = available;
+    return outcome;
+}
+
+Outcome withDualLink(const QString &dualLink)
+{
+    Outcome outcome;
+    outcome.dualLinks = QStringList{dualLink};
+    return outcome;
+}
+
+Outcome withoutPciOfPort1()
+{
+    return withAvailable(
+        {"Port 1 | About 1 | green", "Port 2. PCI Slot: 0, Port: 0 | About 2 | red"});
+}
+
+Outcome withoutPciOfPort5()
+{
+    return withDualLink("Port 4. PCI Slot: 0, Port: 0 + Port 5 | About 4;About 5 | green");
+}
+
+QList<Row> kernelRows()
+{
+    const auto search = CallingThread::Search;
+    QList<Row> rows;
+
+    for (const std::uint32_t code : {noAccess, notFound, unknownCode})
+        rows.append({{"OV_openDriver", search, FailingCall::First, code}, driverRefused(code)});
+
+    const QMap<std::uint32_t, QString> exceptions = {
+        {noAccess, "[ERROR]: Code: [-112] - Error description: ErrCode: -112"},
+        {notFound, "[ERROR]: Code: [-104] - Error description: ErrCode: -104"},
+        {unknownCode, "[ERROR]: Code: [-200] - Error description: ErrCode: -200"},
+        {codeWithoutException, "[ERROR]: Code: [-458752] - Error description: ErrCode: -458752"}};
+    for (auto row = exceptions.begin(); row != exceptions.end(); ++row) {
+        Outcome outcome = sharedMemoryRefused(row.key(), row.value());
+        // The driver is open, but no session: the program must not close it.
+        outcome.openResources = 1;
+        outcome.singleLinks = Outcome().singleLinks;
+        outcome.dualLinks = Outcome().dualLinks;
+        rows.append({{"OV_createSharedMemEx", search, FailingCall::First, row.key()}, outcome});
+    }
+
+    rows.append({{"OV_getSharedMemEx", search, FailingCall::First, noAccess},
+                 reported(report(noAccess, firstSharedMemory, {}))});
+    rows.append({{"OV_getSharedMemEx", search, FailingCall::Middle, noAccess},
+                 reported(report(noAccess, sharedMemory, {}))});
+    Outcome blockLost = reported(report(noAccess, sharedMemory, {}));
+    // Without its address, the block is left alone.
+    blockLost.closingCalls = QStringList{"closeDriver()"};
+    blockLost.openResources = 1;
+    rows.append({{"OV_getSharedMemEx", search, FailingCall::Last, noAccess}, blockLost});
+
+    rows.append({{"OV_getSystemInformation", search, FailingCall::First, noAccess},
+                 sessionRefused(
+                     "[ERROR]: Could not get system information",
+                     report(noAccess, systemInformation, "Could not get system information: "))});
+    rows.append({{"OV_loadKernel", search, FailingCall::First, noAccess},
+                 sessionRefused("[ERROR]: Unable to load DLL! Is the DLL in the search path?",
+                                report(noAccess, loadKernel,
+                                       "Unable to load DLL! Is the DLL in the search path?: "))});
+
+    Outcome nothingListed = enumerationEnded(noAccess);
+    nothingListed.available.clear();
+    rows.append({{"OV_enumDevicesEx", search, FailingCall::First, noAccess}, nothingListed});
+    nothingListed.report = "No network adapters found!\n";
+    rows.append({{"OV_enumDevicesEx", search, FailingCall::First, notFound}, nothingListed});
+    rows.append(
+        {{"OV_enumDevicesEx", search, FailingCall::Middle, noAccess}, enumerationEnded(noAccess)});
+    rows.append({{"OV_enumDevicesEx", search, FailingCall::Middle, notFound}, Outcome()});
+    rows.append(
+        {{"OV_enumDevicesEx", search, FailingCall::Last, noAccess}, enumerationEnded(noAccess)});
+
+    rows.append(
+        {{"queryDeviceInformation", search, FailingCall::First, notFound},
+         withAvailable({"P1 | About 1 | white", "Port 2. PCI Slot: 0, Port: 0 | About 2 | red"})});
+    rows.append({{"queryDeviceInformation", search, FailingCall::Second, notFound},
+                 withAvailable({"Port 1. PCI Slot: 0, Port: 0 | P1 | green",
+                                "Port 2. PCI Slot: 0, Port: 0 | About 2 | red"})});
+    // The port's name is of no consequence: the port is in use.
+    rows.append({{"queryDeviceInformation", search, FailingCall::Middle, notFound}, Outcome()});
+    rows.append({{"queryDeviceInformation", search, FailingCall::Last, notFound},
+                 withDualLink("Port 4. PCI Slot: 0, Port: 0 + Port 5. PCI Slot: 0, Port: 0 | About "
+                              "4;P5 | green")});
+    return rows;
+}
+
+QList<Row> windowsRows()
+{
+    const auto gui = CallingThread::Gui;
+    const auto search = CallingThread::Search;
+    QList<Row> rows;
+
+    // The wizard shows the page twice in a row: the second list replaces the first.
+    for (const std::uint32_t code :
+         {notEnoughMemory, invalidParameter, bufferOverflow, noData, addressNotAssociated}) {
+        const bool isTriedAgain = code == bufferOverflow;
+        rows.append({{"GetAdaptersAddresses", gui, FailingCall::First, code}, Outcome()});
+        rows.append({{"GetAdaptersAddresses", gui, FailingCall::Second, code},
+                     isTriedAgain
+                         ? Outcome()
+                         : withAvailable(Outcome().available +
+                                         QStringList{"Office. PCI Slot: 0, Port: 0 | About "
+                                                     "Office | green"})});
+        rows.append({{"GetAdaptersAddresses", gui, FailingCall::Middle, code},
+                     isTriedAgain
+                         ? Outcome()
+                         : withAvailable({"Port 1. PCI Slot: 0, Port: 0 | About 1 | green",
+                                          "Port 2. PCI Slot: 0, Port: 0 | About 2 | white"})});
+        rows.append({{"GetAdaptersAddresses", gui, FailingCall::Last, code},
+                     isTriedAgain ? Outcome()
+                                  : withDualLink("Port 4. PCI Slot: 0, Port: 0 + Port 5. PCI Slot: "
+                                                 "0, Port: 0 | About 4;About 5 | white")});
+    }
+
+    // A port that is in use does not need its location in the kernel's list, only in its own row.
+    rows.append({{"SetupDiGetClassDevsW", search, FailingCall::First}, withoutPciOfPort1()});
+    rows.append({{"SetupDiGetClassDevsW", search, FailingCall::Middle}, Outcome()});
+    rows.append({{"SetupDiGetClassDevsW", search, FailingCall::Last}, withoutPciOfPort5()});
+    rows.append({{"SetupDiEnumDeviceInfo", search, FailingCall::First}, withoutPciOfPort1()});
+    rows.append({{"SetupDiEnumDeviceInfo", search, FailingCall::Middle}, Outcome()});
+    rows.append({{"SetupDiEnumDeviceInfo", search, FailingCall::Last}, withoutPciOfPort5()});
+    // The first property is that of another device, which is passed over anyway.
+    rows.append({{"SetupDiGetDeviceRegistryPropertyA", search, FailingCall::First}, Outcome()});
+    rows.append({{"SetupDiGetDeviceRegistryPropertyA", search, FailingCall::Middle}, Outcome()});
+    rows.append(
+        {{"SetupDiGetDeviceRegistryPropertyA", search, FailingCall::Last}, withoutPciOfPort5()});
+
+    // On the GUI thread the location only tells which entry text is left out.
+    const Outcome officeListed = withAvailable(
+        Outcome().available + QStringList{"Office. PCI Slot: 0, Port: 0 | About Office | green"});
+    for (const char *function :
+         {"SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo", "SetupDiGetDeviceRegistryPropertyA"}) {
+        rows.append({{function, gui, FailingCall::First}, Outcome()});
+        rows.append({{function, gui, FailingCall::Last}, officeListed});
+    }
+    return rows;
+}
+
+/// The driver's file is missing: the list of loaded drivers decides.
+QList<Row> driverListRows()
+{
+    const auto gui = CallingThread::Gui;
+    const auto search = CallingThread::Search;
+    return {{{"K32EnumDeviceDrivers", search, FailingCall::First}, driverMissing()},
+            {{"K32EnumDeviceDrivers", gui, FailingCall::First}, Outcome()},
+            {{"K32EnumDeviceDrivers", gui, FailingCall::Last}, Outcome()},
+            {{"K32GetDeviceDriverBaseNameA", search, FailingCall::First}, Outcome()},
+            {{"K32GetDeviceDriverBaseNameA", search, FailingCall::Last}, driverMissing()},
+            {{"K32GetDeviceDriverBaseNameA", gui, FailingCall::First}, Outcome()},
+            {{"K32GetDeviceDriverBaseNameA", gui, FailingCall::Last}, Outcome()}};
+}
+
+/// The driver is refused, so that there is something to report.
+QList<Row> reportRows()
+{
+    const auto search = CallingThread::Search;
+    Outcome withoutName = driverRefused(noAccess);
+    withoutName.report.replace("EXAMPLE_ERROR", "");
+    Outcome withoutText = driverRefused(noAccess);
+    withoutText.report.chop(1);
+    const Outcome complete = driverRefused(noAccess);
+    return {{{"errorName", search, FailingCall::First, notFound}, withoutName},
+            {{"errorText", search, FailingCall::First, notFound}, withoutText},
+            {{"GetStdHandle", search, FailingCall::First}, complete},
+            {{"GetConsoleScreenBufferInfo", search, FailingCall::First}, complete},
+            {{"SetConsoleTextAttribute", search, FailingCall::First}, complete},
+            {{"SetConsoleTextAttribute", search, FailingCall::Last}, complete}};
+}
+
+const char *nameOf(FailingCall call)
+{
+    switch (call) {
+    case FailingCall::First:
+        return "first";
+    case FailingCall::Second:
+        return "second";
+    case FailingCall::Middle:
+        return "middle";
+    case FailingCall::Last:
+        return "last";
+    }
+    return "";
+}
+
+QByteArray nameOf(const Fault &fault)
+{
+    return QString("%1, %2 call of the %3, code %4")
+        .arg(fault.function, nameOf(fault.call),
+             fault.thread == CallingThread::Gui ? "page" : "search")
+        .arg(fault.code, 0, 16)
+        .toUtf8();
+}
+
+SimulatedPc simulatedPc(TemporaryPc &temporary, bool isDriverFileThere)
+{
+    if (isDriverFileThere)
+        temporary.installDriver();
+    temporary.writeConfig("P3\nP4;P5\n\n");
+    SimulatedPc &pc = temporary.pc();
+    pc.loadedDrivers = QStringList{"ntoskrnl.exe", "Orvanta-BRVX.sys"};
+    pc.adapters = {{"Office"},
+                   {"Port 1", 6, 1, 10'000'000'000},
+                   {"Port 2", 6, 2, 0},
+                   {"Port 4", 6, 1, 10'000'000'000},
+                   {"Port 5", 6, 1, 10'000'000'000}};
+    const auto addDevice = [&](const QString &id, const QString &name, const QString &about) {
+        pc.kernel.devices.append({id, name, about});
+    };
+    const auto addNode = [&](const QString &name) {
+        pc.deviceNodes.append({name, QStringList{"PCI\\VEN_1234"}, "Example Ethernet",
+                               "PCI bus 3, device 0, function 0"});
+    };
+    addNode("Office");
+    for (int port = 1; port <= 5; ++port) {
+        addDevice(QString("P%1").arg(port), QString("Port %1").arg(port),
+                  QString("About %1").arg(port));
+        addNode(QString("Port %1").arg(port));
+    }
+    addDevice("P6", "Office", "About Office");
+    return pc;
+}
+
+int openFiles()
+{
+    return static_cast<int>(QDir("/proc/self/fd").entryList(QDir::AllEntries).size());
+}
+
+/// One run through the wizard, from its first page to the file.
+class Run
+{
+public:
+    Run(bool isDriverFileThere, bool isDriverRefused)
+        : m_isDriverFileThere(isDriverFileThere), m_isDriverRefused(isDriverRefused)
+    {
+    }
+
+    /// `callsWithoutFault` is 0 for a run that only counts.
+    Outcome play(const Fault &fault, int callsWithoutFault);
+
+    /// Returns whether the event loop went on while the kernel was at work.
+    bool isEventLoopAlive() const { return m_beats >= beatsToWaitFor; }
+    QByteArray file() const { return m_file; }
+
+private:
+    static constexpr int beatsToWaitFor = 3;
+
+    void holdSearchForBeats();
+    static QStringList rows(const WizardUser &user, const char *list);
+
+    bool m_isDriverFileThere;
+    bool m_isDriverRefused;
+    QSemaphore m_heartbeat;
+    int m_beats = 0;
+    QByteArray m_file;
+};
+
+/// The kernel answers its first call only after the event loop has beaten a few times.
+void Run::holdSearchForBeats()
+{
+    auto &open = platform::kernelApi().OV_openDriver.function;
+    open = [this, original = open](const char *customerNr) {
+        m_heartbeat.acquire(beatsToWaitFor);
+        return m_isDriverRefused ? noAccess : original(customerNr);
+    };
+}
+
+QStringList Run::rows(const WizardUser &user, const char *list)
+{
+    QStringList rows;
+    const QStringList texts = user.texts(list);
+    const QVariantList descriptions = user.values(list, Qt::UserRole + 2);
+    const QStringList lamps = user.lamps(list);
+    for (qsizetype row = 0; row < texts.size(); ++row)
+        rows.append(texts[row] + " | " + descriptions[row].toStringList().join(";") + " | " +
+                    lamps[row]);
+    return rows;
+}
+
+Outcome Run::play(const Fault &fault, int callsWithoutFault)
+{
+    const PrintedMessages quiet;
+    TemporaryPc temporary;
+    StandardOutput output;
+    RunningWizard running(simulatedPc(temporary, m_isDriverFileThere));
+    injectFault(fault, callsWithoutFault);
+    holdSearchForBeats();
+
+    QTimer heartbeat;
+    QObject::connect(&heartbeat, &QTimer::timeout, [this] {
+        ++m_beats;
+        m_heartbeat.release();
+    });
+    heartbeat.start(1);
+
+    running.user.openAdapters();
+    Outcome outcome;
+    outcome.available = rows(running.user, "availableAdaptersList");
+    outcome.singleLinks = rows(running.user, "singleLinkList");
+    outcome.dualLinks = rows(running.user, "dualLinkList");
+    QStringList messages;
+    for (const AnsweredMessageBox &box : running.boxes.answered())
+        messages.append(box.title + ": " + box.text);
+    outcome.message = messages.join("\n").remove("Orvanta Search Error: ");
+    running.user.press(QWizard::NextButton);
+    running.user.press(QWizard::FinishButton);
+    outcome.report = output.text();
+    outcome.closingCalls.clear();
+    const QStringList calls = running.machine.kernel().calls();
+    for (const QString &call : calls) {
+        if (call.startsWith("freeSharedMem") || call.startsWith("closeDriver"))
+            outcome.closingCalls.append(call);
+    }
+    outcome.openResources = running.machine.kernel().openResources();
+    m_file = temporary.config();
+    return outcome;
+}
+
+QString cell(const QStringList &rows, const QStringList &rowsWithoutFault)
+{
+    if (rows == rowsWithoutFault)
+        return "as without";
+    return rows.isEmpty() ? QString("empty") : QString(rows.join("<br>")).replace("|", "·");
+}
+
+QString matrixRow(const Fault &fault, int calls, const Outcome &outcome)
+{
+    const QString thread = fault.thread == CallingThread::Gui ? "page" : "search";
+    const QString function =
+        fault.function.isEmpty() ? "none" : QString("`%1` (%2)").arg(fault.function, thread);
+    const QString call = QString("%1 of %2").arg(nameOf(fault.call)).arg(calls);
+    const QString report = outcome.report.section('\n', 0, 0);
+    return QString("| %1 | %2 | %3 | %4 | %5 | %6 | %7 | %8 |\n")
+        .arg(function, fault.function.isEmpty() ? "" : call,
+             fault.code == 0 ? "" : QString("0x%1").arg(fault.code, 0, 16), outcome.message, report,
+             cell(outcome.available, Outcome().available),
+             cell(outcome.singleLinks, Outcome().singleLinks),
+             cell(outcome.dualLinks, Outcome().dualLinks));
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Fault)
+Q_DECLARE_METATYPE(Outcome)
+
+class FaultMatrixTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void leavesTheUserWithTheTruth_data();
+    void leavesTheUserWithTheTruth();
+    void cleanupTestCase();
+
+private:
+    static void addRows(const QList<Row> &rows, bool isDriverFileThere, bool isDriverRefused);
+
+    QStringList m_matrix;
+};
+
+void FaultMatrixTest::addRows(const QList<Row> &rows, bool isDriverFileThere, bool isDriverRefused)
+{
+    for (const Row &row : rows)
+        QTest::newRow(nameOf(row.fault))
+            << row.fault << row.expected << isDriverFileThere << isDriverRefused;
+}
+
+void FaultMatrixTest::leavesTheUserWithTheTruth_data()
+{
+    QTest::addColumn<Fault>("fault");
+    QTest::addColumn<Outcome>("expected");
+    QTest::addColumn<bool>("isDriverFileThere");
+    QTest::addColumn<bool>("isDriverRefused");
+    addRows({{Fault(), Outcome()}}, true, false);
+    addRows(kernelRows(), true, false);
+    addRows(windowsRows(), true, false);
+    addRows(driverListRows(), false, false);
+    addRows(reportRows(), true, true);
+}
+
+void FaultMatrixTest::leavesTheUserWithTheTruth()
+{
+    QFETCH(Fault, fault);
+    QFETCH(Outcome, expected);
+    QFETCH(bool, isDriverFileThere);
+    QFETCH(bool, isDriverRefused);
+
+    Run(isDriverFileThere, isDriverRefused).play(fault, 0);
+    const int calls = callsOfFaultyFunction();
+    QVERIFY2(calls > 0 || fault.function.isEmpty(), "Expected the function to be called");
+    const int filesBefore = openFiles();
+
+    Run run(isDriverFileThere, isDriverRefused);
+    const Outcome outcome = run.play(fault, calls);
+
+    QCOMPARE(outcome.message, expected.message);
+    QCOMPARE(outcome.report, expected.report);
+    QCOMPARE(outcome.available, expected.available);
+    QCOMPARE(outcome.singleLinks, expected.singleLinks);
+    QCOMPARE(outcome.dualLinks, expected.dualLinks);
+    QCOMPARE(outcome.closingCalls, expected.closingCalls);
+    QCOMPARE(outcome.openResources, expected.openResources);
+    // What was listed is what is saved: all that was configured, or nothing.
+    QCOMPARE(run.file(),
+             expected.singleLinks.isEmpty() ? QByteArray("\n") : QByteArray("P3\nP4;P5\n\n"));
+    QCOMPARE(openFiles(), filesBefore);
+    m_matrix.append(matrixRow(fault, calls, outcome));
+}
+
+/// The matrix as a table for the documentation.
+void FaultMatrixTest::cleanupTestCase()
+{
+    QFile file(MATRIX_FILE);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QTextStream(&file)
+        << "| function | failing call | code | message | report | available | Single | Dual |\n"
+        << "|---|---|---|---|---|---|---|---|\n"
+        << m_matrix.join("");
+}
+
+GUI_TEST_MAIN(FaultMatrixTest)
+#include "tst_faultmatrix.moc"
