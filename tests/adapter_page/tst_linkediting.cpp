@@ -3,10 +3,8 @@
 #include "tests/support/TemporaryPc.h"
 
 #include <QListView>
-#include <QRandomGenerator>
 #include <QStandardItemModel>
 
-#include <array>
 #include <memory>
 
 namespace
@@ -110,8 +108,6 @@ private slots:
     void publishesNothing();
     void skipsUnusualLinks();
     void publishesOnNextOnly();
-    void keepsEveryPortInOneList_data();
-    void keepsEveryPortInOneList();
 
     void joinsTexts_data();
     void joinsTexts();
@@ -782,38 +778,6 @@ void LinkEditingTest::publishesOnNextOnly()
     user.press(QWizard::NextButton);
     QCOMPARE(singleLinkField(), QStringList{"B"});
     QCOMPARE(dualLinkField(), QStringList());
-}
-
-void LinkEditingTest::keepsEveryPortInOneList_data()
-{
-    QTest::addColumn<quint32>("seed");
-    for (quint32 seed = 1; seed <= 5; ++seed)
-        QTest::addRow("seed %u", seed) << seed;
-}
-
-void LinkEditingTest::keepsEveryPortInOneList()
-{
-    QFETCH(quint32, seed);
-    QRandomGenerator random(seed);
-    WizardUser &user = start();
-
-    const QStringList buttons = {"createSingleLink", "createDualLink",  "removeSingleLink",
-                                 "removeDualLink",   "clearSingleLink", "clearDualLink"};
-    for (int step = 0; step < 60; ++step) {
-        const char *list =
-            std::array{availableList, availableList, singleList, dualList}[random.bounded(4)];
-        const auto rows = static_cast<quint32>(user.texts(list).size());
-        if (rows > 0)
-            user.click(list, static_cast<int>(random.bounded(rows)));
-        user.press(qPrintable(buttons[random.bounded(6)]));
-
-        QStringList ports = toStringList(user.values(availableList, publishedRole));
-        ports += toStringList(user.values(singleList, publishedRole));
-        for (const QVariant &link : user.values(dualList, publishedRole))
-            ports += link.toStringList();
-        ports.sort();
-        QCOMPARE(ports, QStringList({"A", "B", "C", "D", "E"}));
-    }
 }
 
 void LinkEditingTest::joinsTexts_data()

@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <filesystem>
+
 namespace
 {
 
@@ -23,6 +25,13 @@ TemporaryPc::TemporaryPc()
     QDir().mkpath(path("Windows/system32"));
     QDir().mkpath(path("Users/") + m_pc.userName);
     QDir().mkpath(path(configFolder));
+}
+
+TemporaryPc::TemporaryPc(const QString &folder)
+{
+    std::filesystem::copy(folder.toStdU16String(), m_folder.path().toStdU16String(),
+                          std::filesystem::copy_options::recursive);
+    m_pc = SimulatedPc::load(m_folder.path());
 }
 
 void TemporaryPc::installDriver()

@@ -5,12 +5,15 @@
 #include <QByteArray>
 #include <QTemporaryDir>
 
-/// A simulated PC in a folder of its own, removed with the object: no driver, no configuration
-/// file, but the folders in which the file lies.
+/// A simulated PC in a folder of its own, removed with the object.
 class TemporaryPc
 {
 public:
+    /// A PC without driver and configuration file, but with the folders in which the file lies.
     TemporaryPc();
+
+    /// A working copy of another PC.
+    explicit TemporaryPc(const QString &folder);
 
     /// Returns the PC as it stands; tests change it before they hand it to a SimulatedMachine.
     SimulatedPc &pc() { return m_pc; }

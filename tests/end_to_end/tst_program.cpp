@@ -1,0 +1,185 @@
+#include "tests/support/TemporaryPc.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+#include <memory>
+
+namespace
+{
+
+constexpr int endTimeoutMs = 60'000;
+
+} // namespace
+
+/// The program as a process of its own, with a visitor in it.
+class ProgramTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void endsWithStatus0_data();
+    void endsWithStatus0();
+    void waitsForTheKernelCall_data();
+    void waitsForTheKernelCall();
+    void waitsForSlowKernel();
+    void printsNothingOnCleanRun();
+    void printsKernelErrors();
+
+private:
+    void start(const QString &pc, const QString &steps);
+    bool waitForLine(const QByteArray &line);
+    bool waitForEnd();
+    QStringList kernelCalls() const;
+
+    std::unique_ptr<TemporaryPc> m_pc;
+    std::unique_ptr<QProcess> m_process;
+    QByteArray m_output;
+};
+
+void ProgramTest::cleanup()
+{
+    m_process.reset();
+    m_pc.reset();
+    m_output.clear();
+}
+
+void ProgramTest::start(const QString &pc, const QString &steps)
+{
+    m_pc = std::make_unique<TemporaryPc>(QString(PCS_FOLDER) + "/" + pc);
+    m_process = std::make_unique<QProcess>();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("ORVANTA_SIMULATED_PC", m_pc->pc().folder);
+    environment.insert("ORVANTA_KERNEL_LOG", m_pc->pc().folder + "/kernel.log");
+    environment.insert("WIZARD_VISIT", steps);
+    // Qt warns where the desktop has not set it.
+    environment.insert("XDG_RUNTIME_DIR", m_pc->pc().folder);
+    m_process->setProcessEnvironment(environment);
+    connect(m_process.get(), &QProcess::readyReadStandardOutput, this,
+            [this] { m_output += m_process->readAllStandardOutput(); });
+    m_process->start(PROGRAM, QStringList());
+}
+
+bool ProgramTest::waitForLine(const QByteArray &line)
+{
+    return QTest::qWaitFor([&] { return m_output.split('\n').contains(line); }, endTimeoutMs);
+}
+
+bool ProgramTest::waitForEnd()
+{
+    return QTest::qWaitFor([&] { return m_process->state() == QProcess::NotRunning; },
+                           endTimeoutMs) &&
+           m_process->exitStatus() == QProcess::NormalExit;
+}
+
+QStringList ProgramTest::kernelCalls() const
+{
+    QFile log(m_pc->pc().folder + "/kernel.log");
+    if (!log.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts);
+}
+
+void ProgramTest::endsWithStatus0_data()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QByteArray>("file");
+    // Without saved connections, Finish writes an empty list.
+    QTest::newRow("Finish") << "next wait next finish" << QByteArray("\n");
+    QTest::newRow("Cancel on introduction") << "cancel" << QByteArray();
+    QTest::newRow("Cancel on adapters") << "next wait cancel" << QByteArray();
+    QTest::newRow("Cancel on conclusion") << "next wait next cancel" << QByteArray();
+    QTest::newRow("Escape on introduction") << "escape" << QByteArray();
+    QTest::newRow("Escape on adapters") << "next wait escape" << QByteArray();
+    QTest::newRow("Escape on conclusion") << "next wait next escape" << QByteArray();
+    QTest::newRow("closing introduction") << "close" << QByteArray();
+    QTest::newRow("closing adapters") << "next wait close" << QByteArray();
+    QTest::newRow("closing conclusion") << "next wait next close" << QByteArray();
+}
+
+void ProgramTest::endsWithStatus0()
+{
+    QFETCH(QString, steps);
+    QFETCH(QByteArray, file);
+    start("two-cards-empty", steps);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_process->exitCode(), 0);
+    QCOMPARE(m_output, "0 windows left\n");
+    QCOMPARE(m_pc->config(), file);
+    QCOMPARE(m_pc->config().isNull(), file.isNull());
+}
+
+void ProgramTest::waitsForTheKernelCall_data()
+{
+    QTest::addColumn<QString>("pc");
+    QTest::addColumn<QString>("steps");
+    for (const char *pc : {"two-cards", "kernel-refuses-open"}) {
+        for (const char *wayOut : {"cancel", "escape", "close"})
+            QTest::addRow("%s, %s", pc, wayOut) << pc << QString("hold next ") + wayOut;
+    }
+}
+
+void ProgramTest::waitsForTheKernelCall()
+{
+    QFETCH(QString, pc);
+    QFETCH(QString, steps);
+    start(pc, steps);
+    const QByteArray saved = m_pc->config();
+
+    // The window goes while the kernel call is under way.
+    QVERIFY(waitForLine("kernel held up"));
+    QVERIFY(waitForLine("0 windows left"));
+    QCOMPARE(m_process->state(), QProcess::Running);
+    QCOMPARE(kernelCalls(), QStringList());
+
+    m_process->write("\n");
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_process->exitCode(), 0);
+    QVERIFY(kernelCalls().first().startsWith("OV_openDriver"));
+    if (pc == "two-cards")
+        QCOMPARE(kernelCalls().last(), "closeDriver()");
+    QCOMPARE(m_pc->config(), saved);
+}
+
+void ProgramTest::waitsForSlowKernel()
+{
+    start("slow-kernel", "next cancel");
+    QVERIFY(waitForLine("0 windows left"));
+    QCOMPARE(m_process->state(), QProcess::Running);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_process->exitCode(), 0);
+    QCOMPARE(kernelCalls().last(), "closeDriver()");
+}
+
+void ProgramTest::printsNothingOnCleanRun()
+{
+    start("two-cards", "next wait next finish");
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_output, "0 windows left\n");
+
+    QByteArray errors = m_process->readAllStandardError();
+    // Belongs to the platform plugin that needs no display.
+    errors.replace("This plugin does not support propagateSizeHints()\n", "");
+    QCOMPARE(errors, QByteArray());
+}
+
+void ProgramTest::printsKernelErrors()
+{
+    start("kernel-refuses-open", "next wait next finish");
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_process->exitCode(), 0);
+    const QByteArray printed = m_output.replace("0 windows left\n", "");
+    const QByteArray error =
+        "ERROR (10160000 = 'EXAMPLE_NO_ACCESS') -\n  OV_openDriver(customerNr): "
+        "Unable to open the driver!: Error running command "
+        "OV_openDriver(customerNr)\nAnother program holds the driver.\n";
+    QVERIFY(printed.contains(error));
+    QCOMPARE(printed, error.repeated(printed.count("ERROR")));
+}
+
+QTEST_GUILESS_MAIN(ProgramTest)
+
+#include "tst_program.moc"
