@@ -1,0 +1,241 @@
+// The input is what a misbehaving real-time kernel answers: identifiers and device information
+// records of arbitrary bytes, without their NUL or with an error code in their place.
+
+#include "backend/GEVBackendOrvanta.h"
+#include "backend/KernelAdapters.h"
+#include "discovery/AdapterInfo.h"
+#include "discovery/OrvantaConfig.h"
+#include "discovery/OrvantaSearchResults.h"
+#include "simulator/SimulatedMachine.h"
+#include "tests/fuzz/Property.h"
+#include "tests/support/TemporaryPc.h"
+
+#include <QList>
+
+#include <algorithm>
+#include <cstring>
+#include <fuzzer/FuzzedDataProvider.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr std::size_t identifierSize = 256;
+constexpr std::size_t recordSize = 1204;
+constexpr std::size_t descriptionOffset = 84;
+constexpr std::size_t friendlyNameOffset = 244;
+constexpr std::uint32_t notFound = 0x101F0000;
+
+/// Returns a field's text: all before its first NUL, the whole field where there is none.
+std::string fieldText(const std::string &field)
+{
+    return field.substr(0, field.find('\0'));
+}
+
+struct Device {
+    /// Fills the whole field where the NUL is missing.
+    std::string identifier;
+    std::string record;
+    std::uint32_t queryCode = 0;
+
+    std::string id() const { return fieldText(identifier); }
+
+    std::string description() const
+    {
+        if (queryCode != 0)
+            return id();
+        return fieldText(record.substr(descriptionOffset, friendlyNameOffset - descriptionOffset));
+    }
+
+    std::string name() const
+    {
+        if (queryCode != 0)
+            return id();
+        const std::string friendlyName = fieldText(record.substr(friendlyNameOffset));
+        return friendlyName.empty() ? description() : friendlyName;
+    }
+};
+
+struct Replies {
+    std::vector<Device> devices;
+    std::uint32_t endCode = notFound;
+    std::string errorText;
+    int failingOrdinal = 0;
+    std::uint32_t failureCode = 0;
+
+    bool opens() const { return failingOrdinal == 0 || failingOrdinal == 29 || failureCode == 0; }
+
+    const Device *find(const std::string &id) const
+    {
+        const auto found = positions.find(id);
+        return found == positions.end() ? nullptr : &devices[found->second];
+    }
+
+    /// The positions of the devices by their identifiers.
+    std::map<std::string, std::size_t> positions;
+};
+
+void overwrite(std::string &record, std::size_t offset, const std::string &bytes)
+{
+    const std::size_t length = std::min(bytes.size(), record.size() - offset);
+    record.replace(offset, length, bytes, 0, length);
+}
+
+Device readDevice(FuzzedDataProvider &input)
+{
+    const char filling = input.ConsumeIntegral<char>();
+    Device device;
+    device.identifier = input.ConsumeRandomLengthString(identifierSize);
+    device.identifier.resize(identifierSize, filling);
+    device.record.resize(recordSize, filling);
+    overwrite(device.record, friendlyNameOffset, input.ConsumeRandomLengthString(recordSize));
+    overwrite(device.record, descriptionOffset, input.ConsumeRandomLengthString(recordSize));
+    device.queryCode = input.ConsumeBool() ? 0 : input.ConsumeIntegral<std::uint32_t>();
+    return device;
+}
+
+Replies readReplies(FuzzedDataProvider &input)
+{
+    Replies replies;
+    replies.failingOrdinal = input.PickValueInArray({0, 13, 29, 37, 55, 182});
+    replies.failureCode = input.ConsumeIntegral<std::uint32_t>();
+    replies.endCode = std::max(1U, input.ConsumeIntegral<std::uint32_t>());
+    replies.errorText = input.ConsumeRandomLengthString();
+    while (input.remaining_bytes() > 0) {
+        const Device device = readDevice(input);
+        // A kernel that gives an identifier twice answers for the first device both times.
+        const Device *first = replies.find(device.id());
+        replies.positions.emplace(device.id(), replies.devices.size());
+        replies.devices.push_back(first ? *first : device);
+    }
+    return replies;
+}
+
+void answerWith(const Replies &replies)
+{
+    platform::KernelApi &kernel = platform::kernelApi();
+    kernel.OV_enumDevicesEx.function = [&](const char *, const char *, void *, std::uint32_t index,
+                                           char *identifier, std::uint32_t) -> std::uint32_t {
+        if (index >= replies.devices.size())
+            return replies.endCode;
+        std::memcpy(identifier, replies.devices[index].identifier.data(), identifierSize);
+        return 0;
+    };
+    kernel.queryDeviceInformation.function = [&](const char *identifier, void *record,
+                                                 std::uint32_t) {
+        const Device *device = replies.find(identifier);
+        if (!device)
+            return notFound;
+        std::memcpy(record, device->record.data(), recordSize);
+        return device->queryCode;
+    };
+    kernel.errorText.function = [&](std::uint32_t, const char *, const char **text, std::uint32_t) {
+        *text = replies.errorText.c_str();
+        return 0U;
+    };
+}
+
+void requireEnumeration(const Replies &replies)
+{
+    DPL::GEVBackendOrvanta backend(true, true, "");
+    backend.enumerateDevices();
+    const std::vector<AdapterInfo> found = backend.devices();
+    require(found.size() == replies.devices.size(), "a record for each device");
+
+    unsigned int orvantaCount = 0;
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        const Device &device = replies.devices[index];
+        require(found[index].deviceId == device.id(), "the identifier up to its NUL");
+        require(found[index].name == device.name(), "friendly name, description or identifier");
+        require(found[index].description == device.description(), "description or identifier");
+        require(found[index].flagB == orvantaCount % 256, "the devices so far to be counted");
+        if (device.name().find("Orvanta") != std::string::npos)
+            ++orvantaCount;
+    }
+}
+
+std::string entryText(const Device &device)
+{
+    // The simulated PC's one device node.
+    const QString name = QString::fromStdString(device.name());
+    return name == "Adapter" ? "Adapter. PCI Slot: 0, Port: 0" : device.name();
+}
+
+void requireAdapter(const AdapterInfo &adapter, const Device &device)
+{
+    require(adapter.deviceId == device.id(), "the record to keep its identifier");
+    require(adapter.name == entryText(device), "the record to be completed with its location");
+    require(adapter.description == device.description(), "the record to keep its description");
+}
+
+void requireListing(const Replies &replies)
+{
+    QList<QStringList> savedGroups = {{}, {"NOT-THERE"}};
+    for (const Device &device : replies.devices)
+        savedGroups.append({QString::fromUtf8(device.id().c_str()), "NOT-THERE"});
+
+    QList<AdapterInfo> adapters;
+    QList<QList<AdapterInfo>> groups;
+    QString errorText;
+    listKernelAdapters(nullptr, adapters, savedGroups, groups, errorText);
+
+    require(errorText.isEmpty() == replies.opens(), "an error text where the session fails");
+    require(errorText.isEmpty() || errorText.startsWith("[ERROR]: "), "the error text's prefix");
+    require(adapters.size() == (replies.opens() ? qsizetype(replies.devices.size()) : 0),
+            "all devices of a session that opens");
+    for (qsizetype index = 0; index < adapters.size(); ++index)
+        requireAdapter(adapters[index], replies.devices[static_cast<std::size_t>(index)]);
+
+    require(groups.size() == savedGroups.size(), "a group for each saved one");
+    for (qsizetype index = 0; index < groups.size(); ++index) {
+        require(groups[index].size() == savedGroups[index].size(), "a record for each saved port");
+        for (qsizetype port = 0; port < groups[index].size(); ++port) {
+            const std::string id = savedGroups[index][port].toStdString();
+            const Device *device = replies.find(id);
+            requireAdapter(groups[index][port], device ? *device : Device{id, {}, notFound});
+        }
+    }
+}
+
+void requireSearch(const Replies &replies)
+{
+    OrvantaSearchResults results;
+    OrvantaConfig::searchAdapters(results);
+    require(results.errorMessage.isEmpty() == replies.opens(), "a message where the session fails");
+    require(results.singleLinks.isEmpty() && results.dualLinks.isEmpty(), "no saved connections");
+    require(results.availableAdapters.size() ==
+                (replies.opens() ? qsizetype(replies.devices.size()) : 0),
+            "every device to be available");
+    for (qsizetype index = 0; index < results.availableAdapters.size(); ++index) {
+        const Device &device = replies.devices[static_cast<std::size_t>(index)];
+        const AdapterEntry &entry = results.availableAdapters[index];
+        require(entry.name == QString::fromUtf8(entryText(device).c_str()), "the entry text");
+        require(entry.deviceId == QString::fromUtf8(device.id().c_str()), "the identifier");
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static TemporaryPc pc;
+    FuzzedDataProvider input(data, size);
+    const Replies replies = readReplies(input);
+
+    SimulatedPc settings = pc.pc();
+    settings.loadedDrivers = {"Brelvix.run64.sys"};
+    settings.deviceNodes = {{"Adapter", QStringList{"ID"}, "Ethernet", "bus 1, device 2, port 3"}};
+    if (replies.failingOrdinal != 0 && replies.failureCode != 0)
+        settings.kernel.failures[replies.failingOrdinal] = replies.failureCode;
+    SimulatedMachine machine(settings);
+    answerWith(replies);
+
+    requireEnumeration(replies);
+    requireListing(replies);
+    requireSearch(replies);
+    if (settings.kernel.failures.isEmpty())
+        require(machine.kernel().openResources() == 0, "every session to be closed");
+    return 0;
+}
