@@ -251,7 +251,7 @@ void OrvantaConfiguratorTest::writesBesideTheHomeFolder()
 
 void OrvantaConfiguratorTest::readsWhereverTheHomeFolderLies()
 {
-    const QString otherHome = m_pc->path("../D/Homes/user2");
+    QString otherHome = m_pc->path("../D/Homes/user2");
     const QString otherFolder = m_pc->path("../D/Homes/Public/Documents/Fennory/PMT2");
     QVERIFY(QDir().mkpath(otherHome));
     QVERIFY(QDir().mkpath(otherFolder));

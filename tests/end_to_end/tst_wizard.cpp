@@ -55,9 +55,9 @@ const QString port6 = entryText("Example Onboard 10G Adapter #2");
 /// What the wizard shows on one of the project's PCs.
 struct Expected {
     QStringList boxes;
-    int available;
-    int singleLinks;
-    int dualLinks;
+    int available = 0;
+    int singleLinks = 0;
+    int dualLinks = 0;
     /// What the kernel has open after the search.
     int leftOpen = 0;
 };

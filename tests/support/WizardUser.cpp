@@ -20,7 +20,7 @@ QString lampColour(const QIcon &icon)
 {
     if (icon.isNull())
         return "none";
-    for (const QString colour : {"green", "red", "white"}) {
+    for (QString colour : {"green", "red", "white"}) {
         if (lampImage(icon) == lampImage(QIcon(":/" + colour + ".xpm")))
             return colour;
     }
