@@ -1,0 +1,255 @@
+#!/usr/bin/python3
+"""Installs the program under Wine, uses it, installs a newer version over it, and uninstalls it."""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import packages
+import portable_executable
+
+sys.path.append(str(packages.SOURCE / "simulator" / "wine"))
+from virtual_display import virtual_display  # noqa: E402
+from wine_pc import copy_prefix, environment, template  # noqa: E402
+
+POLL_SECONDS = 0.1
+PATIENCE_SECONDS = 60
+STATUS_REFUSED = 2
+
+PROGRAM_FOLDER = pathlib.PurePath("Program Files", "Orvanta Configurator")
+START_MENU_ENTRY = pathlib.PurePath(
+    "ProgramData", "Microsoft", "Windows", "Start Menu", "Programs", "Orvanta Configurator.lnk"
+)
+PUBLIC_DOCUMENTS = pathlib.PurePath("users", "Public", "Documents")
+CONFIGURATION_FOLDER = PUBLIC_DOCUMENTS / "Fennory" / "PMT2"
+CONFIGURATION = CONFIGURATION_FOLDER / "orvanta_config.txt"
+UNINSTALL_KEY = r"Software\Microsoft\Windows\CurrentVersion\Uninstall\OrvantaConfigurator"
+UNINSTALLER = "uninstall.exe"
+
+OLD_VERSION = "3.1.0"
+OLD_FILE = "only-in-the-old-version.txt"
+USERS_CONNECTIONS = b"DEVICE-A\r\nDEVICE-B;DEVICE-C\r\n"
+
+
+def wait_for(condition, expectation):
+    deadline = time.monotonic() + PATIENCE_SECONDS
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(f"Expected {expectation}, waited {PATIENCE_SECONDS} s in vain.")
+        time.sleep(POLL_SECONDS)
+
+
+def make_old_installer(folder):
+    """Returns an installer of an older version with one more file than today's."""
+    extra = folder / "extra"
+    extra.mkdir()
+    (extra / OLD_FILE).write_text("old\n")
+    variables = {
+        "CPACK_PACKAGE_VERSION": OLD_VERSION,
+        "CPACK_PACKAGE_FILE_NAME": "old",
+        "CPACK_PACKAGE_DIRECTORY": folder,
+        "CPACK_INSTALLED_DIRECTORIES": f"{extra};licenses",
+        "CPACK_NSIS_COMPRESSOR": "zlib",
+    }
+    definitions = [part for name, value in variables.items() for part in ("-D", f"{name}={value}")]
+    subprocess.run(
+        ["cpack", "--config", packages.BUILD / "CPackConfig.cmake", "-G", "NSIS", *definitions],
+        check=True, stdout=subprocess.DEVNULL,
+    )
+    return folder / "old.exe"
+
+
+class Pc:
+    """A fresh Wine prefix with a display."""
+
+    def __init__(self, folder, display):
+        self.prefix = folder / "prefix"
+        copy_prefix(template(folder.parent), self.prefix)
+        self.drive = self.prefix / "drive_c"
+        self.variables = environment(self.prefix, DISPLAY=display)
+
+    def start(self, *command):
+        return subprocess.Popen(["wine", *command], env=self.variables)
+
+    def run(self, *command):
+        """Runs a program and everything that it starts; returns its exit status."""
+        status = self.start(*command).wait()
+        subprocess.run(["wineserver", "-w"], env=self.variables)
+        return status
+
+    def end(self):
+        for option in ("-k", "-w"):
+            subprocess.run(["wineserver", option], env=self.variables)
+
+    def press_return(self):
+        subprocess.run(["xdotool", "key", "Return"], env=self.variables, check=True)
+
+    def has_window(self):
+        search = ["xdotool", "search", "--onlyvisible", "--name", "OrvantaConfigurator"]
+        return subprocess.run(search, env=self.variables, capture_output=True).returncode == 0
+
+    def files(self, folder=""):
+        """Returns the files of a folder, by their paths within it."""
+        root = self.drive / folder
+        return {str(path.relative_to(root)) for path in root.rglob("*") if not path.is_dir()}
+
+    def uninstall_values(self):
+        """Returns the values by which Windows lists the program among the installed ones."""
+        key = re.escape(UNINSTALL_KEY.replace("\\", "\\\\"))
+        text = (self.prefix / "system.reg").read_text(encoding="utf-8", errors="replace")
+        section = re.search(rf"^\[{key}\].*\n((?:[^\n\[].*\n)*)", text, re.MULTILINE)
+        if not section:
+            return {}
+        values = re.findall(r'^"(\w+)"=(.*)$', section[1], re.MULTILINE)
+        return {name: value.strip('"').replace('\\"', '"').replace("\\\\", "\\") for name, value in values}
+
+
+class Installer(unittest.TestCase):
+    def setUp(self):
+        shelf = packages.BUILD / "wine"
+        shelf.mkdir(exist_ok=True)
+        folder = pathlib.Path(tempfile.mkdtemp(dir=shelf))
+        self.addCleanup(shutil.rmtree, folder)
+        display = self.enterContext(virtual_display())
+        self.pc = Pc(folder, display)
+        self.addCleanup(self.pc.end)
+        self.folder = folder
+
+    def install(self, installer=packages.INSTALLER, *options):
+        self.assertEqual(self.pc.run(installer, "/S", *options), 0)
+
+    def uninstall(self):
+        self.assertEqual(self.pc.run(self.pc.drive / PROGRAM_FOLDER / UNINSTALLER, "/S"), 0)
+
+    def write_configuration(self):
+        file = self.pc.drive / CONFIGURATION
+        file.parent.mkdir(parents=True)
+        file.write_bytes(USERS_CONNECTIONS)
+        return file
+
+    def test_silent_installation(self):
+        self.install()
+
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
+        self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
+        self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
+        self.assertEqual(self.pc.files(CONFIGURATION_FOLDER), set())
+
+    def test_windows_lists_the_program(self):
+        self.install()
+
+        values = self.pc.uninstall_values()
+        folder = r"C:\Program Files\Orvanta Configurator"
+        self.assertEqual(values["DisplayName"], "Orvanta Configurator")
+        self.assertEqual(values["DisplayVersion"], "3.2.0")
+        self.assertEqual(values["InstallLocation"], folder)
+        self.assertEqual(values["DisplayIcon"], rf"{folder}\OrvantaConfigurator.exe")
+        self.assertEqual(values["QuietUninstallString"], rf'"{folder}\uninstall.exe" /S')
+
+    def test_installed_program_makes_a_file(self):
+        self.install()
+
+        self.pc.start("start", "/unix", self.pc.drive / START_MENU_ENTRY).wait()
+        wait_for(self.pc.has_window, "the wizard's window")
+        wait_for(self.is_wizard_over, "Return on each page to lead to the end")
+        self.assertEqual((self.pc.drive / CONFIGURATION).read_bytes(), b"\n")
+
+    def is_wizard_over(self):
+        self.pc.press_return()
+        return not self.pc.has_window()
+
+    def test_user_s_file_is_never_touched(self):
+        file = self.write_configuration()
+        written = file.stat().st_mtime_ns
+
+        self.install(make_old_installer(self.folder))
+        self.install()
+        self.uninstall()
+
+        self.assertEqual(file.read_bytes(), USERS_CONNECTIONS)
+        self.assertEqual(file.stat().st_mtime_ns, written)
+
+    def test_upgrade_replaces_the_older_version(self):
+        self.install(make_old_installer(self.folder))
+        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files(PROGRAM_FOLDER))
+        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], OLD_VERSION)
+
+        self.install()
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
+        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], "3.2.0")
+        self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
+        self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
+
+    def test_upgrade_stays_in_the_chosen_folder(self):
+        self.install(make_old_installer(self.folder), r"/D=C:\Camera\Configurator")
+        self.install()
+
+        self.assertEqual(self.pc.files("Camera/Configurator"), packages.FILES | {UNINSTALLER})
+        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
+
+    def test_uninstallation_leaves_nothing(self):
+        before = self.everything()
+        self.install()
+        self.assertNotEqual(self.everything(), before)
+
+        self.uninstall()
+        self.assertEqual(self.everything(), before)
+        self.assertEqual(self.pc.uninstall_values(), {})
+
+    def everything(self):
+        """Returns the drive's files and folders but for the temporary ones."""
+        paths = (path.relative_to(self.pc.drive) for path in self.pc.drive.rglob("*"))
+        return {path for path in paths if "temp" not in (part.lower() for part in path.parts)}
+
+    def test_foreign_files_in_the_program_folder_stay(self):
+        self.install()
+        (self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll").write_bytes(b"kernel")
+
+        self.uninstall()
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), {"Brelvix.dll"})
+
+    def test_running_program_is_left_alone(self):
+        folder = r"C:\Configurator"
+        self.install(packages.INSTALLER, f"/D={folder}")
+        program = self.pc.start(rf"{folder}\{packages.PROGRAM}")
+        self.addCleanup(program.wait)
+        self.addCleanup(self.pc.end)
+        wait_for(self.pc.has_window, "the wizard's window")
+
+        self.assertEqual(self.pc.start(packages.INSTALLER, "/S").wait(), STATUS_REFUSED)
+        # With _?= the uninstaller does the work itself and tells how it ended.
+        uninstaller = self.pc.start(rf"{folder}\{UNINSTALLER}", "/S", f"_?={folder}")
+        self.assertEqual(uninstaller.wait(), STATUS_REFUSED)
+        self.assertIsNone(program.poll())
+        self.assertEqual(self.pc.files("Configurator"), packages.FILES | {UNINSTALLER})
+
+
+class InstallerFile(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.image = portable_executable.load(packages.INSTALLER.read_bytes())
+
+    def test_version_block(self):
+        (texts,) = portable_executable.version_texts(self.image).values()
+        self.assertEqual(texts["ProductName"], "Orvanta Configurator")
+        self.assertEqual(texts["FileDescription"], "Orvanta Configurator Installer")
+        self.assertEqual(texts["FileVersion"], "3.2.0")
+
+    def test_icon_is_the_program_s(self):
+        icon = (packages.SOURCE / "resources" / "OrvantaConfigurator.ico").read_bytes()
+        ((_, _, image),) = portable_executable.resources(self.image, "RT_ICON")
+        # An icon file is a directory of one image, 6 + 16 bytes, and the image.
+        self.assertEqual(image, icon[22:])
+
+    def test_manifest_asks_for_an_administrator(self):
+        ((_, _, manifest),) = portable_executable.resources(self.image, "RT_MANIFEST")
+        self.assertIn(b'level="requireAdministrator"', manifest)
+
+
+if __name__ == "__main__":
+    unittest.main()
