@@ -193,8 +193,9 @@ void NetworkAdapterSelectorPage::takeSelectedRows(QAbstractItemView *view, QStri
         data2.append(row.data2.toString());
     }
     // Removing a row moves the others: the selection is asked anew each time.
-    while (view->selectionModel()->hasSelection())
-        view->model()->removeRow(view->selectionModel()->selectedIndexes().first().row());
+    for (QModelIndexList selected = view->selectionModel()->selectedIndexes(); !selected.isEmpty();
+         selected = view->selectionModel()->selectedIndexes())
+        view->model()->removeRow(selected.first().row());
 }
 
 void NetworkAdapterSelectorPage::appendEntry(QStandardItemModel &model, const QString &text,

@@ -7,8 +7,6 @@
 namespace
 {
 
-const QString dualLinkSeparator = " + ";
-
 std::optional<QString> pciSlotText(const QString &entryText)
 {
     const qsizetype slot = entryText.indexOf(pciSlotMarker);

@@ -31,6 +31,8 @@ NetworkAdapterSelectorPage::NetworkAdapterSelectorPage(QWidget *parent) : QWizar
     if (movie->isValid()) {
         loadingIcon_lbl->setMovie(movie);
         movie->setScaledSize(loadingIcon_lbl->size());
+        // The movie runs while nobody sees it, too: each frame is decoded once.
+        movie->setCacheMode(QMovie::CacheAll);
         movie->start();
     }
 

@@ -68,7 +68,6 @@ private slots:
     QString dualLinkConcat(const QStringList &texts);
 
 private:
-    // Search and presentation
     static bool isAnythingToSearch();
     bool isSearching() const;
     void startSearch();
@@ -78,7 +77,6 @@ private:
     static void updateStatusIcons(QStandardItemModel *model, bool isDualList);
     void updateAllStatusIcons();
 
-    // Link editing
     static void takeSelectedRow(QAbstractItemView *view, QString &text, QString &data1,
                                 QString &data2);
     static void takeSelectedDualRow(QAbstractItemView *view, QString &text, QStringList &data1,
@@ -99,4 +97,5 @@ private:
     QStringList dualLinkResult;
     /// Entry texts that never appear in the available list.
     QStringList m_excludedAdapters;
+    bool m_isShowingError = false;
 };

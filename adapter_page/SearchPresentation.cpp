@@ -5,12 +5,17 @@
 #include "discovery/OrvantaConfig.h"
 #include "discovery/WindowsAdapters.h"
 
+#include <QHash>
+#include <QIcon>
 #include <QMessageBox>
+#include <QScopedValueRollback>
+#include <QSet>
 #include <QStyle>
 #include <QtConcurrentRun>
 
 #include <exception>
 #include <filesystem>
+#include <string>
 
 namespace
 {
@@ -22,6 +27,8 @@ OrvantaSearchResults search()
         OrvantaConfig::searchAdapters(results);
     } catch (const std::exception &failure) {
         results.errorMessage = QString("[ERROR]: ") + QString::fromLocal8Bit(failure.what());
+    } catch (...) {
+        results.errorMessage = "[ERROR]: Unknown failure of the search.";
     }
     return results;
 }
@@ -37,10 +44,57 @@ void showSearchError(const QString &errorMessage)
     box.exec();
 }
 
-bool hasText(const QStandardItemModel &model, const QString &text, Qt::MatchFlags match)
+QSet<QString> textsOf(const QStandardItemModel &model)
 {
-    return !model.findItems(text, match, 0).isEmpty();
+    QSet<QString> texts;
+    for (int row = 0; row < model.rowCount(); ++row)
+        texts.insert(model.item(row)->text());
+    return texts;
 }
+
+/// Folds each character by itself, as QString::contains() does when letter case is left aside.
+QString caseFolded(const QString &text)
+{
+    std::u32string characters = text.toStdU32String();
+    for (char32_t &character : characters)
+        character = QChar::toCaseFolded(character);
+    return QString::fromStdU32String(characters);
+}
+
+/// Tells whether at least one of many texts contains another, letter case left aside. Going through
+/// all of them for each port would take long on a large PC.
+class SubstringIndex
+{
+public:
+    explicit SubstringIndex(const QSet<QString> &texts)
+    {
+        // Entry texts hold no NUL, so that none is found across two of them.
+        for (const QString &text : texts)
+            m_texts += caseFolded(text) + QChar::Null;
+    }
+
+    bool contains(const QString &text)
+    {
+        const QString wanted = caseFolded(text);
+        if (!m_substrings.contains(wanted.size()))
+            m_substrings.insert(wanted.size(), substrings(wanted.size()));
+        return m_substrings[wanted.size()].contains(wanted);
+    }
+
+private:
+    QSet<QStringView> substrings(qsizetype length) const
+    {
+        QSet<QStringView> substrings;
+        substrings.reserve(m_texts.size());
+        for (qsizetype begin = 0; begin + length <= m_texts.size(); ++begin)
+            substrings.insert(QStringView(m_texts).mid(begin, length));
+        return substrings;
+    }
+
+    QString m_texts;
+    /// By the lengths that were asked for so far.
+    QHash<qsizetype, QSet<QStringView>> m_substrings;
+};
 
 int entryStatus(const QString &entryText)
 {
@@ -89,10 +143,12 @@ bool NetworkAdapterSelectorPage::isAnythingToSearch()
 }
 
 /// A search whose result is still on its way counts, too: the wizard shows a page twice in a row
-/// when its header changes, and a quick search ends in between.
+/// when its header changes, and a quick search ends in between. So does one whose error is on the
+/// screen: the page is shown when the window is restored meanwhile, and two results would be
+/// listed.
 bool NetworkAdapterSelectorPage::isSearching() const
 {
-    return m_searchWatcher.isRunning() || !loading_frame->isHidden();
+    return m_searchWatcher.isRunning() || !loading_frame->isHidden() || m_isShowingError;
 }
 
 void NetworkAdapterSelectorPage::startSearch()
@@ -111,8 +167,10 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
         return;
 
     const OrvantaSearchResults results = future.resultAt(0);
-    if (!results.errorMessage.isEmpty())
+    if (!results.errorMessage.isEmpty()) {
+        const QScopedValueRollback showingError(m_isShowingError, true);
         showSearchError(results.errorMessage);
+    }
     appendResults(results);
     pruneAvailableAdapters();
     updateAllStatusIcons();
@@ -120,14 +178,12 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
 
 void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &results)
 {
-    QList<AdapterEntry> newAdapters;
+    // Compared with what stood there before: two ports of one result may bear the same text.
+    const QSet<QString> listed = textsOf(m_availableModel);
     for (const AdapterEntry &adapter : results.availableAdapters) {
-        if (!hasText(m_availableModel, adapter.name, Qt::MatchExactly))
-            newAdapters.append(adapter);
+        if (!listed.contains(adapter.name))
+            appendEntry(m_availableModel, adapter.name, adapter.deviceId, adapter.description);
     }
-
-    for (const AdapterEntry &adapter : newAdapters)
-        appendEntry(m_availableModel, adapter.name, adapter.deviceId, adapter.description);
     for (const AdapterEntry &link : results.singleLinks)
         appendEntry(m_singleLinkModel, link.name, link.deviceId, link.description);
     for (const DualLinkEntry &link : results.dualLinks)
@@ -136,30 +192,38 @@ void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &resul
 
 void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
-    for (int row = 0; row < m_availableModel.rowCount(); ++row) {
-        // The index may have fallen below the first row, where there is nothing to prune.
-        const QStandardItem *item = m_availableModel.item(row);
-        const QString text = item ? item->text() : QString();
+    const QSet<QString> singleLinks = textsOf(m_singleLinkModel);
+    const QSet<QString> excluded(m_excludedAdapters.begin(), m_excludedAdapters.end());
+    SubstringIndex dualLinks(textsOf(m_dualLinkModel));
+
+    QList<QStandardItem *> kept;
+    for (QStandardItem *item : m_availableModel.takeColumn(0)) {
+        kept.append(item);
+        const QString text = item->text();
         if (text.isEmpty())
             continue;
 
-        // The tests are not exclusive on purpose: each that matches removes the row that stands at
-        // the index by then.
-        if (hasText(m_singleLinkModel, text, Qt::MatchExactly))
-            m_availableModel.removeRow(row--);
-        if (hasText(m_dualLinkModel, text, Qt::MatchContains))
-            m_availableModel.removeRow(row--);
-        if (m_excludedAdapters.contains(text))
-            m_availableModel.removeRow(row--);
+        // The tests are not exclusive on purpose: each that matches removes the row that is the
+        // last by then.
+        const int matches =
+            singleLinks.contains(text) + dualLinks.contains(text) + excluded.contains(text);
+        for (int i = 0; i < matches && !kept.isEmpty(); ++i)
+            delete kept.takeLast();
     }
+    clearList(*availableAdaptersList, m_availableModel);
+    m_availableModel.invisibleRootItem()->appendRows(kept);
 }
 
 void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bool isDualList)
 {
+    // Reading an image takes longer than all the rest of a row.
+    QHash<int, QIcon> lamps;
     for (int row = 0; row < model->rowCount(); ++row) {
         QStandardItem *item = model->item(row);
         const int status = isDualList ? dualEntryStatus(item->text()) : entryStatus(item->text());
-        item->setIcon(QIcon(lampImage(status)));
+        if (!lamps.contains(status))
+            lamps.insert(status, QIcon(lampImage(status)));
+        item->setIcon(lamps.value(status));
         item->setData(lampDescription(status), Qt::AccessibleDescriptionRole);
     }
 }

@@ -5,6 +5,7 @@
 
 int main(int argc, char *argv[])
 {
+    // There is nothing to show without a PC; the reason is on standard error.
     if (!platform::start())
         return 2;
 

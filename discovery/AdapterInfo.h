@@ -28,6 +28,9 @@ bool operator==(const AdapterInfo &first, const AdapterInfo &second);
 inline const QString pciSlotMarker = ". PCI Slot:";
 inline const QString pciPortMarker = ", Port: ";
 
+/// What joins the two entry texts of a Dual Link.
+inline const QString dualLinkSeparator = " + ";
+
 /// Returns the adapter entry text: the name, followed by PCI slot and port when both are known.
 QString adapterEntryText(const QString &adapterName, std::uint32_t pciSlot, std::uint32_t pciPort);
 

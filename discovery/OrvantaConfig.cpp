@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr auto driverFile = "C:/Windows/system32/Brelvix.run64.sys";
+constexpr DWORD nameSize = 1024;
 
 bool fileExists(const std::filesystem::path &path)
 {
@@ -48,9 +49,10 @@ bool isDriverLoaded()
 
     const auto end = addresses.begin() + neededSize / sizeof(LPVOID);
     return std::any_of(addresses.begin(), end, [](LPVOID address) {
-        std::array<char, 1024> name{};
-        const DWORD length = platform::windowsApi().K32GetDeviceDriverBaseNameA(
-            address, name.data(), static_cast<DWORD>(name.size()));
+        // One more than Windows is told of: a name that fills the buffer ends, too.
+        std::array<char, nameSize + 1> name{};
+        const DWORD length =
+            platform::windowsApi().K32GetDeviceDriverBaseNameA(address, name.data(), nameSize);
         return length != 0 && isDriverName(QString::fromUtf8(name.data()));
     });
 }
@@ -65,7 +67,7 @@ DualLinkEntry dualLinkEntry(const AdapterInfo &first, const AdapterInfo &second)
 {
     const AdapterEntry firstEntry = adapterEntry(first);
     const AdapterEntry secondEntry = adapterEntry(second);
-    return {QString::fromUtf8((first.name + " + " + second.name).c_str()),
+    return {QString::fromUtf8((first.name + dualLinkSeparator.toStdString() + second.name).c_str()),
             {firstEntry.deviceId, secondEntry.deviceId},
             {firstEntry.description, secondEntry.description}};
 }

@@ -3,10 +3,10 @@
 #include "discovery/AdapterInfo.h"
 #include "platform/WindowsApi.h"
 
-#include <QByteArray>
 #include <QList>
 #include <QRegularExpression>
 
+#include <array>
 #include <optional>
 
 namespace
@@ -36,23 +36,23 @@ bool readDevice(HDEVINFO set, DWORD index, SP_DEVINFO_DATA &device)
 std::optional<QString> readProperty(HDEVINFO set, SP_DEVINFO_DATA &device, DWORD property,
                                     DWORD bufferSize)
 {
-    QByteArray buffer(static_cast<qsizetype>(bufferSize), '\0');
+    std::array<char, listSize> buffer{};
     DWORD type = 0;
     DWORD requiredSize = 0;
     if (!platform::windowsApi().SetupDiGetDeviceRegistryPropertyA(
             set, &device, property, &type, reinterpret_cast<BYTE *>(buffer.data()), bufferSize,
             &requiredSize))
         return std::nullopt;
-    return QString::fromLocal8Bit(buffer.constData(),
-                                  static_cast<qsizetype>(qstrnlen(buffer.constData(), bufferSize)));
+    return QString::fromLocal8Bit(buffer.data(),
+                                  static_cast<qsizetype>(qstrnlen(buffer.data(), bufferSize)));
 }
 
-/// Finds the device that bears the name and returns its index and location text.
 struct MatchedDevice {
     DWORD index;
     QString location;
 };
 
+/// Finds the device that bears the name and returns its index and location text.
 std::optional<MatchedDevice> findDevice(const QString &friendlyName, QString &hardwareId,
                                         QString &deviceDescription)
 {
@@ -115,7 +115,7 @@ QString twinSuffix(const MatchedDevice &matched, const QString &deviceDescriptio
 /// Returns one number for each run of digits.
 QList<int> locationNumbers(const QString &location)
 {
-    static const QRegularExpression digits(R"(\d+)");
+    const QRegularExpression digits(R"(\d+)");
     QList<int> numbers;
     for (const QRegularExpressionMatch &match : digits.globalMatch(location)) {
         // The pattern has no group 1, so every number is 0. Other programs of the installation

@@ -25,7 +25,10 @@ bool start()
     // from, if any.
     if (isStandardOutputRedirected() || !AttachConsole(ATTACH_PARENT_PROCESS))
         return true;
-    if (std::freopen("CONOUT$", "w", stdout))
+    // Ctrl+C in that console is meant for others: it must not end the program between kernel calls.
+    SetConsoleCtrlHandler(nullptr, TRUE);
+    // Readable, too: the text attributes are saved before they are changed.
+    if (std::freopen("CONOUT$", "w+", stdout))
         SetStdHandle(STD_OUTPUT_HANDLE, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stdout))));
     return true;
 }

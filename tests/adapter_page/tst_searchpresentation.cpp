@@ -23,6 +23,34 @@ namespace
 
 std::atomic_bool isOutOfMemory = false;
 
+/// Hides and shows a window while a message box is open, as restoring all windows does.
+class WindowRestorer : public QObject
+{
+public:
+    explicit WindowRestorer(QWidget &window) : m_window(window) { qApp->installEventFilter(this); }
+
+    int restored() const { return m_restored; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<QMessageBox *>(watched))
+            QMetaObject::invokeMethod(this, &WindowRestorer::restore, Qt::QueuedConnection);
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    void restore()
+    {
+        m_window.hide();
+        m_window.show();
+        ++m_restored;
+    }
+
+    QWidget &m_window;
+    int m_restored = 0;
+};
+
 } // namespace
 
 // The allocation that the program makes without exceptions can be made to fail.
@@ -136,6 +164,7 @@ private slots:
     void showsSearchError_data();
     void showsSearchError();
     void listsConnectionsInSpiteOfError();
+    void listsConnectionsOnceWhenShownDuringError();
     void showsMarkupLiterally();
     void showsExceptionOfTheTask();
     void survivesFutureWithoutResult();
@@ -849,6 +878,21 @@ void SearchPresentationTest::listsConnectionsInSpiteOfError()
     QCOMPARE(user.singleLinks(), QStringList{"A"});
     QCOMPARE(user.dualLinks(), QStringList{"B + C"});
     QCOMPARE(user.lamps(singleList), QStringList{"white"});
+}
+
+void SearchPresentationTest::listsConnectionsOnceWhenShownDuringError()
+{
+    m_pc->pc().kernel.failures[13] = 0x10160000;
+    m_pc->writeConfig("A\nB;C\n\n");
+    WizardUser &user = start();
+    WindowRestorer restorer(m_run->wizard);
+    user.press(QWizard::NextButton);
+    user.waitForSearch();
+
+    QCOMPARE(restorer.restored(), 1);
+    QCOMPARE(m_run->boxes.answered().size(), 1);
+    QCOMPARE(user.singleLinks(), QStringList{"A"});
+    QCOMPARE(user.dualLinks(), QStringList{"B + C"});
 }
 
 void SearchPresentationTest::showsMarkupLiterally()
