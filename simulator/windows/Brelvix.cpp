@@ -8,10 +8,13 @@
 namespace
 {
 
+constexpr auto folderVariable = "ORVANTA_SIMULATED_PC";
+constexpr auto logVariable = "ORVANTA_KERNEL_LOG";
+
 SimulatedKernelSettings loadSettings()
 {
     try {
-        return SimulatedPc::load(qEnvironmentVariable("ORVANTA_SIMULATED_PC")).kernel;
+        return SimulatedPc::load(qEnvironmentVariable(folderVariable)).kernel;
     } catch (const std::exception &failure) {
         qFatal("%s", failure.what());
     }
@@ -21,7 +24,8 @@ const platform::KernelApi &kernel()
 {
     static SimulatedKernel kernel(loadSettings());
     static const platform::KernelApi operations = [] {
-        kernel.logTo(qEnvironmentVariable("ORVANTA_KERNEL_LOG"));
+        if (qEnvironmentVariableIsSet(logVariable))
+            kernel.logTo(qEnvironmentVariable(logVariable));
         return kernel.operations();
     }();
     return operations;

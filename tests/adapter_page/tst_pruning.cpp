@@ -10,43 +10,58 @@ namespace
 
 constexpr int roundCount = 400;
 
-/// What texts are made of: few pieces, so that texts are often equal or contained in each other,
-/// and characters whose letter case is not simply that of one other character.
-const QStringList pieces = {"a", "A", "b", "1", " + ", "ß",  "ss", "ſ", "s", "K", "k",
-                            "İ", "i", "Σ", "ς", "ﬁ",   "fi", "𐐀",  "𐐨", "Ǆ", "ǆ", ". PCI Slot:"};
+/// What texts are made of. The pieces of one round stand side by side: so texts are often equal or
+/// contained in each other, also where letter case is more than one character and its counterpart.
+const QStringList pieces = {"a", "A", "b", " + ", "1", "ß", "ss", "ſ", "s", "K", "k", "İ",
+                            "i", "ı", "Σ", "ς",   "σ", "ﬁ", "fi", "𐐀", "𐐨", "a", "Ǆ", "ǆ"};
+constexpr int piecesOfOneRound = 3;
 
-QString randomText(QRandomGenerator &random)
+class RandomTexts
 {
-    QString text;
-    for (int count = random.bounded(4); count > 0; --count)
-        text += pieces[random.bounded(pieces.size())];
-    return text;
-}
+public:
+    explicit RandomTexts(quint32 seed)
+        : m_random(seed), m_firstPiece(m_random.bounded(pieces.size() - piecesOfOneRound + 1))
+    {
+    }
 
-QStringList randomTexts(QRandomGenerator &random, int most)
-{
-    QStringList texts;
-    for (int count = random.bounded(most + 1); count > 0; --count)
-        texts.append(randomText(random));
-    return texts;
-}
+    QString text()
+    {
+        QString text;
+        for (int count = m_random.bounded(4); count > 0; --count)
+            text += pieces[m_firstPiece + m_random.bounded(piecesOfOneRound)];
+        return text;
+    }
+
+    QStringList texts(int most)
+    {
+        QStringList texts;
+        for (int count = m_random.bounded(most + 1); count > 0; --count)
+            texts.append(text());
+        return texts;
+    }
+
+private:
+    QRandomGenerator m_random;
+    const qsizetype m_firstPiece;
+};
 
 /// The texts of the lists as the search and Windows report them.
 struct Lists {
     QStringList available;
     QStringList singleLinks;
-    QList<QPair<QString, QString>> dualLinks;
+    QList<QStringList> dualLinks;
     QStringList excluded;
 };
 
-Lists randomLists(QRandomGenerator &random)
+Lists randomLists(quint32 seed)
 {
+    RandomTexts random(seed);
     Lists lists;
-    lists.available = randomTexts(random, 8);
-    lists.singleLinks = randomTexts(random, 3);
-    for (int count = random.bounded(4); count > 0; --count)
-        lists.dualLinks.append({randomText(random), randomText(random)});
-    lists.excluded = randomTexts(random, 3);
+    lists.available = random.texts(8);
+    lists.singleLinks = random.texts(3);
+    for (const QString &firstPort : random.texts(3))
+        lists.dualLinks.append({firstPort, random.text()});
+    lists.excluded = random.texts(3);
     return lists;
 }
 
@@ -70,9 +85,9 @@ void describe(TemporaryPc &pc, const Lists &lists)
     };
     for (const QString &text : lists.singleLinks)
         save(text, '\n');
-    for (const auto &[first, second] : lists.dualLinks) {
-        save(first, ';');
-        save(second, '\n');
+    for (const QStringList &ports : lists.dualLinks) {
+        save(ports[0], ';');
+        save(ports[1], '\n');
     }
     pc.writeConfig(config);
 
@@ -96,8 +111,8 @@ QStringList prunedRowByRow(const Lists &lists)
     for (const QString &text : lists.singleLinks)
         singleLinks.appendRow(new QStandardItem(text));
     QStandardItemModel dualLinks;
-    for (const auto &[first, second] : lists.dualLinks)
-        dualLinks.appendRow(new QStandardItem(first + " + " + second));
+    for (const QStringList &ports : lists.dualLinks)
+        dualLinks.appendRow(new QStandardItem(ports.join(" + ")));
 
     for (int row = 0; row < available.rowCount(); ++row) {
         const QString text = available.index(row, 0).data().toString();
@@ -137,8 +152,7 @@ void PruningTest::equalsTheRuleRowByRow()
 
     int prunedRounds = 0;
     for (quint32 seed = 0; seed < roundCount; ++seed) {
-        QRandomGenerator random(seed);
-        const Lists lists = randomLists(random);
+        const Lists lists = randomLists(seed);
         describe(pc, lists);
         const SimulatedMachine machine(pc.pc());
 

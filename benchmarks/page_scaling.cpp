@@ -1,0 +1,152 @@
+// What the adapter page costs on a PC with many ports, half of which are saved already: filling and
+// pruning the lists, the lamps, and every button.
+//     page_scaling PORTS
+
+#include "app/OrvantaConfigurator.h"
+#include "benchmarks/Phases.h"
+#include "platform/KernelApi.h"
+#include "platform/WindowsApi.h"
+#include "simulator/SimulatedMachine.h"
+#include "tests/support/TemporaryPc.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QListView>
+#include <QPushButton>
+#include <QThreadPool>
+
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+QString portName(int port)
+{
+    return QString("Example 10G Adapter #%1. PCI Slot: 0, Port: 0").arg(port);
+}
+
+/// A quarter of the ports is saved as Single Links and a quarter as Dual Links, and an eighth bears
+/// the name of an adapter that Windows runs. The saved identifiers differ from the listed ones, so
+/// that it is the page that has to find the ports by their texts.
+void describePc(TemporaryPc &pc, int ports)
+{
+    pc.installDriver();
+    QByteArray config;
+    for (int port = 0; port < ports; ++port) {
+        pc.pc().kernel.devices.append({QString::number(port), {}, {}});
+        const QByteArray saved = "saved " + QByteArray::number(port);
+        switch (port % 8) {
+        case 0:
+        case 1:
+        case 3:
+            config += saved + '\n';
+            break;
+        case 2:
+            config += saved + ';';
+            break;
+        case 4:
+            pc.pc().adapters.append({portName(port), 6, 1, 1'000'000'000});
+            break;
+        default:
+            break;
+        }
+    }
+    pc.writeConfig(config);
+}
+
+/// The simulated kernel looks through all its devices: with thousands of them that would take most
+/// of the time.
+std::uint32_t answerAtOnce(const char *identifier, void *deviceInfo, std::uint32_t /*flags*/)
+{
+    const int port = QByteArray(identifier).replace("saved ", "").toInt();
+    std::strcpy(static_cast<char *>(deviceInfo) + 244, portName(port).toUtf8().constData());
+    return 0;
+}
+
+ULONG refuseAtOnce(ULONG /*family*/, ULONG /*flags*/, void * /*reserved*/,
+                   IP_ADAPTER_ADDRESSES * /*addresses*/, ULONG * /*bufferSize*/)
+{
+    return ERROR_NO_DATA;
+}
+
+class Page
+{
+public:
+    Page()
+    {
+        m_wizard.show();
+        m_wizard.next();
+    }
+
+    /// Runs a phase in which the page fills and prunes its lists and lights the lamps.
+    void finishSearch()
+    {
+        QThreadPool::globalInstance()->waitForDone();
+        const auto *frame = m_wizard.findChild<QWidget *>("loading_frame");
+        measure("search finished", [&] {
+            while (!frame->isHidden())
+                QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        });
+    }
+
+    /// Runs a phase in which a button is clicked after the rows in the middle of its list have been
+    /// selected.
+    void click(const char *button, const char *list, int selectedRows)
+    {
+        auto *view = m_wizard.findChild<QListView *>(list);
+        const int middle = view->model()->rowCount() / 2;
+        for (int row = middle; row < middle + selectedRows; ++row)
+            view->selectionModel()->select(view->model()->index(row, 0),
+                                           QItemSelectionModel::Select);
+        auto *widget = m_wizard.findChild<QPushButton *>(button);
+        if (!widget->isEnabled())
+            qFatal("Expected %s to be enabled", button);
+        measure(button, [&] { widget->click(); });
+    }
+
+private:
+    template <typename Action>
+    void measure(const char *phase, Action action)
+    {
+        startCounting();
+        action();
+        endPhase(phase);
+        stopCounting();
+        settle();
+    }
+
+    static void settle()
+    {
+        QEventLoop loop;
+        while (loop.processEvents()) {
+        }
+    }
+
+    OrvantaConfigurator m_wizard;
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    if (argc != 2)
+        return 2;
+
+    TemporaryPc pc;
+    describePc(pc, QByteArray(argv[1]).toInt());
+    const SimulatedMachine machine(pc.pc());
+    platform::kernelApi().queryDeviceInformation.function = answerAtOnce;
+
+    Page page;
+    // The lamps read Windows' list once a row, whatever the program does: that is counted apart.
+    platform::windowsApi().GetAdaptersAddresses = refuseAtOnce;
+    page.finishSearch();
+    page.click("createSingleLink", "availableAdaptersList", 1);
+    page.click("createDualLink", "availableAdaptersList", 2);
+    page.click("removeSingleLink", "singleLinkList", 1);
+    page.click("removeDualLink", "dualLinkList", 1);
+    page.click("clearSingleLink", "singleLinkList", 0);
+    page.click("clearDualLink", "dualLinkList", 0);
+}

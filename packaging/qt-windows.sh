@@ -1,0 +1,215 @@
+#!/usr/bin/env bash
+# Builds Qt for Windows x64 on Debian 12 from Debian 13's source package, with just the modules and
+# features that the program uses. Prints the finished folder's path as the last line of standard
+# output; a second run finds the folder and ends at once, an interrupted run goes on where it was.
+#
+#   qt-windows.sh                builds
+#   qt-windows.sh --print-path   only prints the path
+#
+# The folder lies in ${XDG_CACHE_HOME:-~/.cache}/orvanta-configurator and holds
+#   bin/, lib/, include/, plugins/   Qt and the compiler's run-time libraries, stripped
+#   host/                            Qt's tools for this machine (QT_HOST_PATH)
+#   mingw/                           Windows headers and import libraries
+#   licenses/                        licence texts, and the versions of what was built
+#
+# The program's build finds it through windows-toolchain.cmake.
+set -euo pipefail
+
+readonly qt_version=6.8.2
+recipe_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+toolchain=$recipe_dir/windows-toolchain.cmake
+key=$(cat "$recipe_dir/qt-windows.sh" "$toolchain" | sha256sum | cut -c1-12)
+cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/orvanta-configurator
+result=$cache_dir/qt-windows-$qt_version-$key
+work=$result.work
+stage=$work/stage
+log=$work/log
+readonly recipe_dir toolchain key cache_dir result work stage log
+
+readonly modules_off=(dbus network printsupport sql xml)
+
+# What the program does without, in Qt Core, Gui and Widgets. Combo boxes, tables, trees, text editors
+# and the like stay: Qt's Windows style does not compile without them.
+readonly features_off=(
+    concatenatetablesproxymodel datetimeparser glib hijricalendar icu identityproxymodel jalalicalendar
+    mimetype permissions sharedmemory systemsemaphore timezone_locale transposeproxymodel zstd
+
+    direct2d1_1 filesystemmodel freetype ico imageformat_ppm imageformat_xbm jpeg pdf picture raster_64bit
+    raster_fp sessionmanager systemtrayicon tabletevent textmarkdownreader textmarkdownwriter textodfwriter
+    undocommand vulkan
+
+    buttongroup calendarwidget columnview completer datawidgetmapper dial dockwidget filedialog gestures
+    keysequenceedit lcdnumber listwidget mdiarea progressbar scroller splashscreen splitter statusbar
+    style_fusion toolbox
+)
+
+# GCC 12 for MinGW stops with an internal error on stack clash protection, and Windows takes no
+# control-flow markers from GCC.
+readonly hardening_off=(intelcet stack_clash_protection)
+
+readonly build_options=(
+    -DBUILD_WITH_PCH=ON -DQT_UNITY_BUILD=ON -DQT_USE_CCACHE=ON
+    -DQT_BUILD_EXAMPLES=OFF -DQT_BUILD_TESTS=OFF -DFEATURE_pkg_config=OFF
+)
+
+# ccache needs both to work with precompiled headers.
+export CXXFLAGS=-fpch-preprocess CCACHE_SLOPPINESS=pch_defines,time_macros
+
+say() {
+    echo "== $*" >&2
+}
+
+fail() {
+    echo "qt-windows.sh: $*" >&2
+    exit 1
+}
+
+as_root() {
+    if [[ $(id -u) -eq 0 ]]; then "$@"; else sudo "$@"; fi
+}
+
+# Appends a command's output to the log and shows the log's end when the command fails.
+logged() {
+    "$@" >>"$log" 2>&1 && return
+    tail -n 40 "$log" >&2
+    fail "failed: $* (whole log: $log)"
+}
+
+# Runs ninja in a folder; shows the percentage only, since Qt's sources warn a lot under MinGW.
+build() {
+    NINJA_STATUS='[%p] ' ninja -C "$1" -j "$(nproc)" 2>&1 | tee -a "$log" |
+        sed --unbuffered --quiet 's/^\(\[ *[0-9]*%\]\).*/   \1/p' | stdbuf --output=L uniq >&2 && return
+    tail -n 40 "$log" >&2
+    fail "the build in $1 failed (whole log: $log)"
+}
+
+# Runs a step's function once, whatever number of interrupted runs it takes to reach the end.
+step() {
+    [[ -e $work/$1.done ]] && return
+    say "$2"
+    "$1"
+    touch "$work/$1.done"
+}
+
+# Configures Qt's source into a folder; the features to leave out stand before "--", CMake's arguments behind.
+configure() {
+    local folder=$1 switches=()
+    shift
+    while [[ $1 != -- ]]; do
+        switches+=("-DFEATURE_$1=OFF")
+        shift
+    done
+    shift
+    logged cmake -S "$work/source" -B "$folder" -G Ninja "${build_options[@]}" "${switches[@]}" "$@"
+}
+
+packages() {
+    local package missing=()
+    for package in ccache cmake dpkg-dev g++ g++-mingw-w64-x86-64-posix ninja-build; do
+        [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
+            missing+=("$package")
+    done
+    [[ ${#missing[@]} -eq 0 ]] && return
+    say "Installing ${missing[*]}"
+    logged as_root apt-get update
+    logged as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
+}
+
+# Debian 13's package lists beside the machine's own, which stay as they are. apt verifies everything
+# with Debian's archive keyring.
+apt_trixie() {
+    apt-get -o Dir::Etc::SourceList="$work/apt/trixie.sources" -o Dir::Etc::SourceParts=- \
+        -o Dir::State::Lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" \
+        -o Acquire::AllowInsecureRepositories=false -o APT::Get::AllowUnauthenticated=false \
+        -o APT::Update::Error-Mode=any -o APT::Sandbox::User="$(id -un)" -o Acquire::Retries=3 "$@"
+}
+
+download() {
+    rm -rf "$work/download"
+    mkdir -p "$work"/apt/{lists,cache}/partial "$work"/apt/cache/archives/partial "$work/download"
+    sed -e 's/\bbookworm/trixie/g' -e 's/\S*-backports\S*//g' -e 's/^Types:.*/Types: deb deb-src/' \
+        /etc/apt/sources.list.d/debian.sources >"$work/apt/trixie.sources"
+    logged apt_trixie update
+    cd "$work/download"
+    logged apt_trixie source --download-only qt6-base
+    logged apt_trixie download mingw-w64-common mingw-w64-x86-64-dev
+    compgen -G "qt6-base_$qt_version+*.dsc" >/dev/null || fail "Debian 13 no longer has Qt $qt_version: $(echo *.dsc)"
+}
+
+unpack() {
+    local package
+    rm -rf "$work/source" "$work/mingw" "$stage"
+    mkdir -p "$stage"
+    logged dpkg-source --extract "$work"/download/qt6-base_*.dsc "$work/source"
+    for package in "$work"/download/mingw-*.deb; do
+        logged dpkg --extract "$package" "$work/mingw"
+    done
+    cp --recursive --dereference "$work/mingw/usr/x86_64-w64-mingw32" "$stage/mingw"
+}
+
+host_tools() {
+    configure "$work/host" "${modules_off[@]}" "${features_off[@]}" \
+        androiddeployqt concurrent gui qmake testlib widgets -- \
+        -DCMAKE_INSTALL_PREFIX="$stage/host" -DCMAKE_BUILD_TYPE=MinSizeRel -DBUILD_SHARED_LIBS=OFF
+    build "$work/host"
+    logged cmake --install "$work/host" --strip
+}
+
+# The prefix ends up in the libraries, so it names no folder of this machine. Text needs Direct2D's
+# sources to compile, but not its platform plugin.
+windows() {
+    configure "$work/windows" "${modules_off[@]}" "${features_off[@]}" "${hardening_off[@]}" -- \
+        -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DORVANTA_QT_WINDOWS="$stage" -DCMAKE_INSTALL_PREFIX=/qt \
+        -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON -DFEATURE_optimize_size=ON \
+        -DFEATURE_direct2d=ON -DINPUT_opengl=no
+    build "$work/windows"
+    logged cmake --install "$work/windows" --prefix "$stage" --strip
+}
+
+runtime() {
+    local library
+    for library in libgcc_s_seh-1.dll libstdc++-6.dll; do
+        x86_64-w64-mingw32-strip -o "$stage/bin/$library" "$(x86_64-w64-mingw32-g++-posix -print-file-name=$library)"
+    done
+    x86_64-w64-mingw32-strip -o "$stage/bin/libwinpthread-1.dll" "$stage/mingw/lib/libwinpthread-1.dll"
+}
+
+licenses() {
+    mkdir -p "$stage/licenses"
+    cp -r "$work/source/LICENSES" "$stage/licenses/qt"
+    cp "$work/source/debian/copyright" "$stage/licenses/qt6-base.txt"
+    cp "$work/mingw/usr/share/doc/mingw-w64-common/copyright" "$stage/licenses/mingw-w64.txt"
+    cp /usr/share/doc/gcc-mingw-w64-base/copyright "$stage/licenses/gcc-mingw-w64.txt"
+    {
+        echo "qt6-base $(dpkg-parsechangelog --file "$work/source/debian/changelog" --show-field Version)"
+        echo "mingw-w64 $(dpkg-deb --field "$work"/download/mingw-w64-common_*.deb Version)"
+        echo "gcc-mingw-w64 $(dpkg-query --show --showformat='${Version}' gcc-mingw-w64-base)"
+    } >"$stage/licenses/versions.txt"
+}
+
+finish() {
+    mv "$stage" "$result"
+    rm -rf "$work"
+}
+
+if [[ ${1:-} == --print-path ]]; then
+    echo "$result"
+    exit
+fi
+[[ $# -eq 0 ]] || fail "unknown argument: $1"
+
+mkdir -p "$cache_dir"
+exec 8>"$cache_dir/qt-windows.lock"
+flock 8
+if [[ ! -d $result ]]; then
+    mkdir -p "$work"
+    packages
+    step download "Downloading Qt's source package and the Windows headers"
+    step unpack "Unpacking"
+    step host_tools "Building Qt's tools for this machine"
+    step windows "Building Qt for Windows"
+    step runtime "Adding the compiler's run-time libraries"
+    step licenses "Collecting the licence texts"
+    finish
+fi
+echo "$result"

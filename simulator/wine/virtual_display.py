@@ -1,0 +1,28 @@
+"""A virtual display of its own."""
+
+import contextlib
+import os
+import subprocess
+
+SCREEN = "1280x1024x24"
+
+
+@contextlib.contextmanager
+def virtual_display():
+    """Starts a virtual display for the `with` block and yields its name, as in ":99"."""
+    reader, writer = os.pipe()
+    server = subprocess.Popen(
+        ["Xvfb", "-displayfd", str(writer), "-screen", "0", SCREEN, "-nolisten", "tcp"],
+        pass_fds=[writer],
+        stderr=subprocess.DEVNULL,
+    )
+    os.close(writer)
+    try:
+        with os.fdopen(reader) as numbers:
+            number = numbers.readline().strip()
+        if not number:
+            raise RuntimeError(f"Xvfb ended with status {server.wait()}")
+        yield ":" + number
+    finally:
+        server.terminate()
+        server.wait()

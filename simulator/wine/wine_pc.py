@@ -1,0 +1,192 @@
+"""A simulated PC under Wine: a prefix of its own, filled from the PC's folder.
+
+Wine's own SetupAPI, IP Helper, file and console functions answer the program; the kernel library is
+the simulated `Brelvix.dll`, which reads the same folder.
+"""
+
+import contextlib
+import fcntl
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
+DRIVE_C = "drive_c"
+REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
+DEFAULT_USER = "user1"
+
+# The program is no .NET or HTML program, and it starts nothing from a desktop's menu.
+UNUSED_PARTS_OF_WINE = "mscoree=;mshtml=;winemenubuilder.exe="
+
+# Root may write to everything; the program's user may not.
+ORDINARY_USER = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search"]
+OWN_NETWORK = ["unshare", "--map-root-user", "--net"]
+
+
+def can_have_own_network():
+    """Returns whether this machine lets programs run in a network of their own."""
+    return subprocess.run([*OWN_NETWORK, "true"], capture_output=True).returncode == 0
+
+
+def environment(prefix, user=DEFAULT_USER, **variables):
+    """Returns the environment of a Wine program: nothing of this machine's user shows through."""
+    kept = {name: os.environ[name] for name in ("DISPLAY", "PATH", "XAUTHORITY") if name in os.environ}
+    return {
+        **kept,
+        "HOME": "/nonexistent",
+        "LC_ALL": "C.UTF-8",
+        "USER": user,
+        "WINEDEBUG": "-all",
+        "WINEDLLOVERRIDES": UNUSED_PARTS_OF_WINE,
+        "WINEPREFIX": str(prefix),
+        **{wine_name(name): value for name, value in variables.items()},
+    }
+
+
+def wine_name(variable):
+    """Returns the name under which an environment variable has to be given to Wine, which keeps this
+    machine's Qt settings from Windows programs."""
+    return "WINE" + variable if variable.startswith("QT_") else variable
+
+
+def windows_path(path):
+    """Returns the path under which Wine's programs find a file of this machine."""
+    return "Z:" + str(pathlib.Path(path).absolute()).replace("/", "\\")
+
+
+def template(folder):
+    """Returns the folder of an empty prefix for the Wine of this machine; makes it at the first
+    use, since that takes a while."""
+    version = subprocess.run(
+        ["wine", "--version"], env=environment(folder), capture_output=True, text=True, check=True
+    ).stdout.split()[0]
+    prefix = pathlib.Path(folder) / f"template-{version}"
+    prefix.parent.mkdir(parents=True, exist_ok=True)
+    with open(f"{prefix}.lock", "w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        if not prefix.exists():
+            create_template(prefix)
+    return prefix
+
+
+def create_template(prefix):
+    unfinished = prefix.with_suffix(".unfinished")
+    shutil.rmtree(unfinished, ignore_errors=True)
+    variables = environment(unfinished)
+    variables.pop("DISPLAY", None)
+    for command in (["wine", "wineboot", "--init"], ["wineserver", "-w"]):
+        subprocess.run(command, env=variables, check=True, capture_output=True)
+    unfinished.rename(prefix)
+
+
+def copy_prefix(origin, prefix):
+    """Copies a prefix in a moment: Windows' own files are shared, they do not change."""
+    shutil.copytree(
+        origin, prefix, symlinks=True, copy_function=os.link, ignore=ignore_registry
+    )
+    for name in REGISTRY_FILES:
+        shutil.copy2(origin / name, prefix)
+
+
+def ignore_registry(_, names):
+    return [name for name in names if name in REGISTRY_FILES]
+
+
+def registry_text(text):
+    """Returns a text as it stands between the quotes of a registry file."""
+    units = memoryview(text.encode("utf-16-le")).cast("H")
+    return "".join(
+        chr(unit) if 0x20 <= unit < 0x7F and chr(unit) not in '"\\[]' else f"\\x{unit:04x}"
+        for unit in units
+    )
+
+
+def registry_entry(name, value):
+    if isinstance(value, list):
+        return f'"{name}"=str(7):"{registry_text("".join(text + chr(0) for text in value))}"\n'
+    return f'"{name}"="{registry_text(value)}"\n'
+
+
+def device_node_key(index, node):
+    """Returns the registry key of a network device; a property without a value is left out."""
+    key = f"\n[System\\\\CurrentControlSet\\\\Enum\\\\PCI\\\\SIMULATED\\\\{index:04}] 0\n"
+    properties = {
+        "FriendlyName": node.get("friendlyName"),
+        "HardwareID": node.get("hardwareIds"),
+        "DeviceDesc": node.get("description"),
+        "LocationInformation": node.get("location"),
+    }
+    entries = {"ClassGUID": NETWORK_CLASS, "Class": "Net"}
+    entries.update((name, value) for name, value in properties.items() if value is not None)
+    return key + "".join(registry_entry(name, value) for name, value in entries.items())
+
+
+class WinePc:
+    """A Wine prefix that answers as the simulated PC in `pc_folder` does. The files that the
+    program writes appear in that folder."""
+
+    def __init__(self, prefix, pc_folder, template_folder):
+        self.prefix = pathlib.Path(prefix).absolute()
+        self.pc_folder = pathlib.Path(pc_folder).absolute()
+        self.settings = json.loads((self.pc_folder / "pc.json").read_text(encoding="utf-8"))
+        self.user = self.settings.get("userName", DEFAULT_USER)
+        copy_prefix(template(template_folder), self.prefix)
+        self._add_device_nodes()
+        self._link_files()
+
+    def _add_device_nodes(self):
+        with open(self.prefix / "system.reg", "a", encoding="ascii") as registry:
+            for index, node in enumerate(self.settings.get("deviceNodes", [])):
+                registry.write(device_node_key(index, node))
+
+    def _link_files(self):
+        drive = self.pc_folder / "C"
+        documents = self.prefix / DRIVE_C / "users" / "Public" / "Documents"
+        with contextlib.suppress(FileNotFoundError):
+            for folder in (drive / "Users" / "Public" / "Documents").iterdir():
+                (documents / folder.name).symlink_to(folder)
+        system = self.prefix / DRIVE_C / "windows" / "system32"
+        with contextlib.suppress(FileNotFoundError):
+            for file in (drive / "Windows" / "system32").iterdir():
+                (system / file.name).symlink_to(file)
+
+    def install(self, program_folder, kernel_library=None):
+        """Puts the program, and the kernel library beside it, into the PC; returns the folder."""
+        folder = self.prefix / DRIVE_C / "Program Files" / "Orvanta Configurator"
+        shutil.copytree(program_folder, folder, copy_function=os.link)
+        if kernel_library:
+            os.link(kernel_library, folder / "Brelvix.dll")
+        return folder
+
+    def start(self, command, network_setup=None, variables=None, **options):
+        """Starts a Windows program and returns its process. `network_setup`, a shell command, gives
+        the program a network of its own; without it the machine's network adapters are seen."""
+        outer = []
+        if network_setup is not None:
+            outer += [*OWN_NETWORK, "sh", "-ec", f'{network_setup}\nexec "$@"', "sh"]
+        if network_setup is not None or os.geteuid() == 0:
+            outer += ORDINARY_USER
+        return subprocess.Popen(
+            [*outer, "wine", *command],
+            env=environment(
+                self.prefix,
+                self.user,
+                ORVANTA_SIMULATED_PC=windows_path(self.pc_folder),
+                **(variables or {}),
+            ),
+            **options,
+        )
+
+    def end(self):
+        """Ends every Windows program of this PC and waits for them."""
+        variables = environment(self.prefix, self.user)
+        subprocess.run(["wineserver", "-k"], env=variables, capture_output=True)
+        subprocess.run(["wineserver", "-w"], env=variables, capture_output=True)
+
+    def remove(self):
+        """Ends every program and removes the prefix."""
+        self.end()
+        shutil.rmtree(self.prefix)

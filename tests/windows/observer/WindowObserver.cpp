@@ -1,0 +1,110 @@
+#include "tests/windows/observer/WindowObserver.h"
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QListView>
+#include <QSaveFile>
+#include <QWidget>
+#include <QWizard>
+
+namespace
+{
+
+constexpr int intervalMs = 20;
+
+QJsonArray placeOf(const QWidget &widget, const QRect &rect)
+{
+    const QPoint corner = widget.mapToGlobal(rect.topLeft());
+    return {corner.x(), corner.y(), rect.width(), rect.height()};
+}
+
+QString textOf(const QWidget &widget)
+{
+    for (const char *property : {"text", "title"}) {
+        const QString text = widget.property(property).toString();
+        if (!text.isEmpty())
+            return text;
+    }
+    return {};
+}
+
+/// Returns the rows of a list; those that are scrolled away have no place.
+QJsonArray rowsOf(const QListView &list)
+{
+    QJsonArray rows;
+    for (int row = 0; row < list.model()->rowCount(); ++row) {
+        const QModelIndex index = list.model()->index(row, 0);
+        const QRect rect = list.visualRect(index);
+        const bool isOnScreen = list.viewport()->rect().contains(rect.center());
+        rows.append(QJsonObject{
+            {"text", index.data().toString()},
+            {"place", isOnScreen ? placeOf(*list.viewport(), rect) : QJsonArray()},
+            {"selected", list.selectionModel()->isSelected(index)},
+        });
+    }
+    return rows;
+}
+
+QJsonObject describe(const QWidget &widget)
+{
+    QJsonObject description{
+        {"class", widget.metaObject()->className()}, {"name", widget.objectName()},
+        {"text", textOf(widget)},                    {"place", placeOf(widget, widget.rect())},
+        {"enabled", widget.isEnabled()},             {"focus", widget.hasFocus()},
+    };
+    if (const auto *list = qobject_cast<const QListView *>(&widget); list && list->model())
+        description["rows"] = rowsOf(*list);
+    return description;
+}
+
+QJsonObject describeWindow(const QWidget &window)
+{
+    QJsonArray widgets;
+    for (const QWidget *widget : window.findChildren<QWidget *>()) {
+        if (widget->isVisible() && widget->window() == &window)
+            widgets.append(describe(*widget));
+    }
+
+    QJsonObject description = describe(window);
+    description["title"] = window.windowTitle();
+    description["active"] = window.isActiveWindow();
+    description["widgets"] = widgets;
+    if (const auto *wizard = qobject_cast<const QWizard *>(&window))
+        description["page"] = wizard->currentId();
+    return description;
+}
+
+} // namespace
+
+WindowObserver::WindowObserver(const QString &path) : m_path(path)
+{
+    connect(&m_timer, &QTimer::timeout, this, &WindowObserver::observe);
+    m_timer.start(intervalMs);
+}
+
+void WindowObserver::observe()
+{
+    // A layout that is due would move the widgets under the test's mouse.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+
+    QJsonArray windows;
+    for (const QWidget *window : QApplication::topLevelWidgets()) {
+        if (window->isVisible())
+            windows.append(describeWindow(*window));
+    }
+
+    const QByteArray json = QJsonDocument(windows).toJson(QJsonDocument::Compact);
+    if (json == m_written)
+        return;
+    // In one step: the reader never sees half a description.
+    QSaveFile file(m_path);
+    if (file.open(QIODevice::WriteOnly) && file.write(json) == json.size() && file.commit())
+        m_written = json;
+}
+
+QObject *WindowObserverPlugin::create(const QString & /*key*/, const QString & /*specification*/)
+{
+    return new WindowObserver(qEnvironmentVariable("ORVANTA_WINDOW_FILE"));
+}

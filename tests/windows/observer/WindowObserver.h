@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QGenericPlugin>
+#include <QTimer>
+
+/// Writes what a Qt program shows into the file that ORVANTA_WINDOW_FILE names, whenever it
+/// changes: every visible window with its widgets, their texts, places on the screen and rows, as
+/// JSON. It only looks; the mouse and the keyboard are the test's.
+class WindowObserver : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit WindowObserver(const QString &path);
+
+private:
+    void observe();
+
+    const QString m_path;
+    QByteArray m_written;
+    QTimer m_timer;
+};
+
+/// Has an observer loaded into a program as it is, through QT_PLUGIN_PATH and
+/// QT_QPA_GENERIC_PLUGINS=WindowObserver.
+class WindowObserverPlugin : public QGenericPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "WindowObserver.json")
+
+public:
+    QObject *create(const QString &key, const QString &specification) override;
+};

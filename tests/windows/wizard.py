@@ -1,0 +1,240 @@
+"""The shipped program under Wine, used with a real mouse and keyboard.
+
+An observer that Qt loads as a plugin tells what is on the screen; it takes no part in the use.
+"""
+
+import json
+import os
+import subprocess
+import time
+
+POLL_SECONDS = 0.02
+PATIENCE_SECONDS = 60
+
+WIZARD = "OrvantaConfigurator"
+MESSAGE_BOX = "QMessageBox"
+AVAILABLE = "availableAdaptersList"
+SINGLE_LINKS = "singleLinkList"
+DUAL_LINKS = "dualLinkList"
+
+
+def wait_for(condition, expectation):
+    """Returns the first true result of `condition`; fails when none comes."""
+    deadline = time.monotonic() + PATIENCE_SECONDS
+    while time.monotonic() < deadline:
+        result = condition()
+        if result:
+            return result
+        time.sleep(POLL_SECONDS)
+    raise AssertionError(f"Expected {expectation}, waited {PATIENCE_SECONDS} s in vain.")
+
+
+def center(place):
+    left, top, width, height = place
+    return left + width // 2, top + height // 2
+
+
+def shown_text(text):
+    """Returns a button's text without the mark of its shortcut."""
+    return text.replace("&", "")
+
+
+class Wizard:
+    """A started program; it is ended with the `with` block."""
+
+    def __init__(self, process, display, observed_file, picture_prefix):
+        self.process = process
+        self.display = display
+        self.observed_file = observed_file
+        self.picture_prefix = picture_prefix
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
+    # What is on the screen
+
+    def windows(self):
+        """Returns the visible windows."""
+        if self.process.poll() is not None:
+            return []
+        try:
+            return json.loads(self.observed_file.read_text(encoding="utf-8"))
+        except FileNotFoundError:
+            return []
+
+    def window(self, class_name):
+        """Returns the visible window of a class, or None."""
+        found = [window for window in self.windows() if window["class"] == class_name]
+        return found[0] if found else None
+
+    def page(self):
+        """Returns the number of the wizard's page, or None when there is no wizard."""
+        wizard = self.window(WIZARD)
+        return wizard["page"] if wizard else None
+
+    def message_box(self):
+        """Returns the title and the text of the message box that is open, or None."""
+        box = self.window(MESSAGE_BOX)
+        if not box:
+            return None
+        labels = [widget["text"] for widget in box["widgets"] if widget["name"] == "qt_msgbox_label"]
+        return box["title"], labels[0]
+
+    def find(self, is_wanted):
+        """Returns the visible widget that a condition picks, or None."""
+        for window in self.windows():
+            for widget in window["widgets"]:
+                if is_wanted(widget):
+                    return widget
+        return None
+
+    def widget(self, name):
+        return self.find(lambda widget: widget["name"] == name)
+
+    def button(self, text):
+        return self.find(
+            lambda widget: widget["class"].endswith("Button") and shown_text(widget["text"]) == text
+        )
+
+    def is_enabled(self, name):
+        widget = self.widget(name)
+        return bool(widget) and widget["enabled"]
+
+    def is_searching(self):
+        return self.widget("loading_frame") is not None
+
+    def rows(self, list_name):
+        widget = self.widget(list_name)
+        return widget["rows"] if widget else []
+
+    def texts(self, list_name):
+        return [row["text"] for row in self.rows(list_name)]
+
+    def selected_texts(self, list_name):
+        return [row["text"] for row in self.rows(list_name) if row["selected"]]
+
+    def is_row_on_screen(self, list_name, text):
+        return any(row["text"] == text and row["place"] for row in self.rows(list_name))
+
+    # Mouse and keyboard
+
+    def _xdotool(self, *arguments):
+        subprocess.run(
+            ["xdotool", *arguments], check=True, env={**os.environ, "DISPLAY": self.display}
+        )
+
+    def _click(self, place):
+        x, y = center(place)
+        self._xdotool("mousemove", str(x), str(y), "click", "1")
+
+    def press_keys(self, *keys):
+        """Presses keys by their X names, as in press_keys("alt+n", "space")."""
+        self.wait_for_active_window()
+        self._xdotool("key", *keys)
+
+    def click(self, name):
+        """Clicks the enabled widget with an object name."""
+        wait_for(lambda: self.is_enabled(name), f"{name} to be enabled")
+        self._click(self.widget(name)["place"])
+
+    def click_button(self, text):
+        self._click(wait_for(lambda: self.button(text), f"a button {text!r}")["place"])
+
+    def click_row(self, list_name, text):
+        """Clicks the row with a text and waits until its selection has changed."""
+        row = next(row for row in self.rows(list_name) if row["text"] == text)
+        was_selected = row["selected"]
+        self._click(row["place"])
+        wait_for(
+            lambda: (text in self.selected_texts(list_name)) != was_selected,
+            f"the click to reach {text!r}",
+        )
+
+    def scroll_to(self, list_name, text):
+        """Turns the mouse wheel over a list, down to the row with a text."""
+        place = self.widget(list_name)["place"]
+        x, y = center(place)
+        self._xdotool("mousemove", str(x), str(y))
+        while not self.is_row_on_screen(list_name, text):
+            before = self.rows(list_name)
+            self._xdotool("click", "5")
+            wait_for(lambda: self.rows(list_name) != before, "the list to scroll")
+
+    # Steps
+
+    def wait_for_active_window(self):
+        wait_for(lambda: any(window["active"] for window in self.windows()), "an active window")
+
+    def wait_for_page(self, number):
+        wait_for(lambda: self.page() == number, f"page {number}")
+
+    def wait_for_rows(self, list_name, texts):
+        try:
+            wait_for(lambda: self.texts(list_name) == texts, "")
+        except AssertionError:
+            found = self.texts(list_name)
+            raise AssertionError(f"Expected {texts} in {list_name}, found {found}.") from None
+
+    def open_adapters(self):
+        """Goes on to the adapter selection page and waits for the end of the search, which may be a
+        message box."""
+        self.wait_for_page(0)
+        self.keep_picture("introduction")
+        self.press_keys("Return")
+        self.wait_for_page(1)
+        wait_for(lambda: self.message_box() or not self.is_searching(), "the search to end")
+
+    def answer_message_box(self):
+        """Waits for a message box, confirms it and returns its title and text."""
+        box = wait_for(self.message_box, "a message box")
+        self.keep_picture("message")
+        self.press_keys("Return")
+        wait_for(lambda: self.message_box() is None, "the message box to close")
+        return box
+
+    def finish(self):
+        """Goes from the adapter selection page to the end; returns the exit status."""
+        self.keep_picture("adapters")
+        self.press_keys("alt+n")
+        self.wait_for_page(2)
+        self.keep_picture("conclusion")
+        self.click_button("Finish")
+        return self.wait_for_end()
+
+    def cancel(self):
+        """Clicks Cancel; returns the exit status."""
+        self.click_button("Cancel")
+        return self.wait_for_end()
+
+    def wait_for_end(self):
+        """Returns the exit status."""
+        return self.process.wait(PATIENCE_SECONDS)
+
+    # Pictures
+
+    def keep_picture(self, name):
+        """Saves the screen as a picture and returns its path."""
+        path = f"{self.picture_prefix}-{name}.png"
+        subprocess.run(["import", "-display", self.display, "-window", "root", path], check=True)
+        return path
+
+    def lamps(self, list_name):
+        """Returns the colours of a list's lamps as they are on the screen."""
+        return [self._lamp(row["place"]) for row in self.rows(list_name)]
+
+    def _lamp(self, row):
+        left, top, _, height = row
+        pixel = f"1x1+{left + LAMP_CENTER}+{top + height // 2}"
+        colour = subprocess.run(
+            ["import", "-display", self.display, "-window", "root", "-crop", pixel, "-depth", "8"]
+            + ["txt:-"],
+            check=True,
+            capture_output=True,
+            text=True,
+        ).stdout.split()[-1]
+        return colour
