@@ -15,7 +15,6 @@
 
 #include <exception>
 #include <filesystem>
-#include <string>
 
 namespace
 {
@@ -52,15 +51,6 @@ QSet<QString> textsOf(const QStandardItemModel &model)
     return texts;
 }
 
-/// Folds each character by itself, as QString::contains() does when letter case is left aside.
-QString caseFolded(const QString &text)
-{
-    std::u32string characters = text.toStdU32String();
-    for (char32_t &character : characters)
-        character = QChar::toCaseFolded(character);
-    return QString::fromStdU32String(characters);
-}
-
 /// Tells whether at least one of many texts contains another, letter case left aside. Going through
 /// all of them for each port would take long on a large PC.
 class SubstringIndex
@@ -70,12 +60,12 @@ public:
     {
         // Entry texts hold no NUL, so that none is found across two of them.
         for (const QString &text : texts)
-            m_texts += caseFolded(text) + QChar::Null;
+            m_texts += text.toCaseFolded() + QChar::Null;
     }
 
     bool contains(const QString &text)
     {
-        const QString wanted = caseFolded(text);
+        const QString wanted = text.toCaseFolded();
         if (!m_substrings.contains(wanted.size()))
             m_substrings.insert(wanted.size(), substrings(wanted.size()));
         return m_substrings[wanted.size()].contains(wanted);

@@ -86,10 +86,7 @@ private:
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
-    bool isSearching() const
-    {
-        return !m_wizard.findChild<QWidget *>("loading_frame")->isHidden();
-    }
+    bool isSearching() const { return !m_wizard.findChild<QWidget *>("loading_frame")->isHidden(); }
 
     void idle(const char *name)
     {

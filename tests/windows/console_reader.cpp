@@ -30,9 +30,9 @@ WORD colourAt(HANDLE console, SHORT column, SHORT row)
 
 void writeConsole(const char *path)
 {
-    const HANDLE console = CreateFileA("CONOUT$", GENERIC_READ | GENERIC_WRITE,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                       0, nullptr);
+    const HANDLE console =
+        CreateFileA("CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                    nullptr, OPEN_EXISTING, 0, nullptr);
     CONSOLE_SCREEN_BUFFER_INFO info{};
     std::FILE *file = std::fopen(path, "wb");
     if (!file || !GetConsoleScreenBufferInfo(console, &info))

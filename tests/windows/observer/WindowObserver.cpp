@@ -50,9 +50,12 @@ QJsonArray rowsOf(const QListView &list)
 QJsonObject describe(const QWidget &widget)
 {
     QJsonObject description{
-        {"class", widget.metaObject()->className()}, {"name", widget.objectName()},
-        {"text", textOf(widget)},                    {"place", placeOf(widget, widget.rect())},
-        {"enabled", widget.isEnabled()},             {"focus", widget.hasFocus()},
+        {"class", widget.metaObject()->className()},
+        {"name", widget.objectName()},
+        {"text", textOf(widget)},
+        {"place", placeOf(widget, widget.rect())},
+        {"enabled", widget.isEnabled()},
+        {"focus", widget.hasFocus()},
     };
     if (const auto *list = qobject_cast<const QListView *>(&widget); list && list->model())
         description["rows"] = rowsOf(*list);
