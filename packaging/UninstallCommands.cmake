@@ -1,7 +1,8 @@
 # Read by CPack before it makes a package: what the uninstaller removes, file by file, for
 # NSIS.template.in. CPack's own list depends on the file system's order of files.
-file(GLOB_RECURSE files RELATIVE "${CPACK_TEMPORARY_DIRECTORY}" "${CPACK_TEMPORARY_DIRECTORY}/*")
-file(GLOB_RECURSE folders LIST_DIRECTORIES ON RELATIVE "${CPACK_TEMPORARY_DIRECTORY}" "${CPACK_TEMPORARY_DIRECTORY}/*")
+set(root "${CPACK_TEMPORARY_DIRECTORY}")
+file(GLOB_RECURSE files RELATIVE "${root}" "${root}/*")
+file(GLOB_RECURSE folders LIST_DIRECTORIES ON RELATIVE "${root}" "${root}/*")
 list(REMOVE_ITEM folders ${files})
 # What lies within a folder goes before it.
 list(REVERSE folders)

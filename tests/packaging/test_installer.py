@@ -105,8 +105,9 @@ class Pc:
         section = re.search(rf"^\[{key}\].*\n((?:[^\n\[].*\n)*)", text, re.MULTILINE)
         if not section:
             return {}
-        values = re.findall(r'^"(\w+)"=(.*)$', section[1], re.MULTILINE)
-        return {name: value.strip('"').replace('\\"', '"').replace("\\\\", "\\") for name, value in values}
+        # Quotation marks and backslashes are escaped.
+        values = re.findall(r'^"(\w+)"="(.*)"$', section[1], re.MULTILINE)
+        return {name: re.sub(r"\\(.)", r"\1", value) for name, value in values}
 
 
 class Installer(unittest.TestCase):
