@@ -28,11 +28,21 @@ WORD colourAt(HANDLE console, SHORT column, SHORT row)
     return attributes;
 }
 
-void writeConsole(const char *path)
+/// Returns a new console that prints in green, wide enough for every line.
+HANDLE openConsole()
 {
+    FreeConsole();
+    AllocConsole();
     const HANDLE console =
         CreateFileA("CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, 0, nullptr);
+    SetConsoleScreenBufferSize(console, {250, 100});
+    SetConsoleTextAttribute(console, FOREGROUND_GREEN);
+    return console;
+}
+
+void writeConsole(HANDLE console, const char *path)
+{
     CONSOLE_SCREEN_BUFFER_INFO info{};
     std::FILE *file = std::fopen(path, "wb");
     if (!file || !GetConsoleScreenBufferInfo(console, &info))
@@ -52,8 +62,7 @@ int main(int argc, char *argv[])
 {
     if (argc != 3)
         return 2;
-    FreeConsole();
-    AllocConsole();
+    const HANDLE console = openConsole();
 
     STARTUPINFOA startup{};
     startup.cb = sizeof(startup);
@@ -65,6 +74,6 @@ int main(int argc, char *argv[])
     DWORD status = 0;
     GetExitCodeProcess(program.hProcess, &status);
 
-    writeConsole(argv[1]);
+    writeConsole(console, argv[1]);
     return static_cast<int>(status);
 }

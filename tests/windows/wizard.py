@@ -5,8 +5,13 @@ An observer that Qt loads as a plugin tells what is on the screen; it takes no p
 
 import json
 import os
+import pathlib
 import subprocess
+import sys
 import time
+
+sys.path.append(str(pathlib.Path(__file__).parents[2] / "simulator" / "wine"))
+from wine_pc import windows_path  # noqa: E402
 
 POLL_SECONDS = 0.02
 PATIENCE_SECONDS = 60
@@ -16,6 +21,14 @@ MESSAGE_BOX = "QMessageBox"
 AVAILABLE = "availableAdaptersList"
 SINGLE_LINKS = "singleLinkList"
 DUAL_LINKS = "dualLinkList"
+
+WHEEL_UP = "4"
+WHEEL_DOWN = "5"
+
+# A lamp stands at the left of its row.
+LAMP_WIDTH = 22
+LAMPS = {(0, 255, 0): "green", (255, 0, 0): "red", (255, 255, 255): "white"}
+DARK = 3 * 0x40
 
 
 def wait_for(condition, expectation):
@@ -40,19 +53,30 @@ def shown_text(text):
 
 
 class Wizard:
-    """A started program; it is ended with the `with` block."""
+    """The program on a simulated PC; it is ended with the `with` block."""
 
-    def __init__(self, process, display, observed_file, picture_prefix):
-        self.process = process
+    def __init__(self, pc, command, build_folder, display, picture_prefix, **options):
+        """Starts the program by a command. Its pictures have file names that begin with
+        `picture_prefix`; the options are those of `WinePc.start`."""
         self.display = display
-        self.observed_file = observed_file
         self.picture_prefix = picture_prefix
+        self.observed_file = pc.prefix / "windows.json"
+        self.observed_file.unlink(missing_ok=True)
+        variables = {
+            **options.pop("variables", {}),
+            "DISPLAY": display,
+            "ORVANTA_WINDOW_FILE": windows_path(self.observed_file),
+            "QT_PLUGIN_PATH": windows_path(build_folder / "tests" / "windows" / "plugins"),
+            "QT_QPA_GENERIC_PLUGINS": "WindowObserver",
+        }
+        self.process = pc.start(command, variables=variables, **options)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         if self.process.poll() is None:
+            self.keep_picture("not-ended")
             self.process.kill()
         self.process.wait()
 
@@ -118,9 +142,6 @@ class Wizard:
     def selected_texts(self, list_name):
         return [row["text"] for row in self.rows(list_name) if row["selected"]]
 
-    def is_row_on_screen(self, list_name, text):
-        return any(row["text"] == text and row["place"] for row in self.rows(list_name))
-
     # Mouse and keyboard
 
     def _xdotool(self, *arguments):
@@ -147,7 +168,8 @@ class Wizard:
 
     def click_row(self, list_name, text):
         """Clicks the row with a text and waits until its selection has changed."""
-        row = next(row for row in self.rows(list_name) if row["text"] == text)
+        self.scroll_to(list_name, text)
+        row = self.rows(list_name)[self.texts(list_name).index(text)]
         was_selected = row["selected"]
         self._click(row["place"])
         wait_for(
@@ -156,14 +178,17 @@ class Wizard:
         )
 
     def scroll_to(self, list_name, text):
-        """Turns the mouse wheel over a list, down to the row with a text."""
-        place = self.widget(list_name)["place"]
-        x, y = center(place)
-        self._xdotool("mousemove", str(x), str(y))
-        while not self.is_row_on_screen(list_name, text):
-            before = self.rows(list_name)
-            self._xdotool("click", "5")
-            wait_for(lambda: self.rows(list_name) != before, "the list to scroll")
+        """Turns the mouse wheel over a list until the row with a text is on the screen."""
+        rows = self.rows(list_name)
+        wanted = self.texts(list_name).index(text)
+        while not rows[wanted]["place"]:
+            first = next(index for index, row in enumerate(rows) if row["place"])
+            x, y = center(self.widget(list_name)["place"])
+            wheel = WHEEL_UP if wanted < first else WHEEL_DOWN
+            self._xdotool("mousemove", str(x), str(y), "click", wheel)
+            before = rows
+            wait_for(lambda: self.rows(list_name) != before, f"{list_name} to scroll")
+            rows = self.rows(list_name)
 
     # Steps
 
@@ -227,14 +252,23 @@ class Wizard:
         """Returns the colours of a list's lamps as they are on the screen."""
         return [self._lamp(row["place"]) for row in self.rows(list_name)]
 
+    def wait_for_lamps(self, list_name, lamps):
+        wait_for(lambda: self.lamps(list_name) == lamps, f"lamps {lamps} in {list_name}")
+
     def _lamp(self, row):
         left, top, _, height = row
-        pixel = f"1x1+{left + LAMP_CENTER}+{top + height // 2}"
-        colour = subprocess.run(
-            ["import", "-display", self.display, "-window", "root", "-crop", pixel, "-depth", "8"]
-            + ["txt:-"],
+        colours = self._colours(f"{LAMP_WIDTH}x{height}+{left}+{top}")
+        # The outline tells a white lamp from none.
+        if min(map(sum, colours)) > DARK:
+            return "none"
+        return LAMPS.get(colours[len(colours) // 2 + LAMP_WIDTH // 2], "unknown")
+
+    def _colours(self, area):
+        """Returns the colours of an area of the screen, row by row."""
+        picture = subprocess.run(
+            ["import", "-display", self.display, "-window", "root", "-crop", area]
+            + ["-depth", "8", "rgb:-"],
             check=True,
             capture_output=True,
-            text=True,
-        ).stdout.split()[-1]
-        return colour
+        ).stdout
+        return [tuple(picture[index : index + 3]) for index in range(0, len(picture), 3)]
