@@ -5,8 +5,8 @@
 #include <QSemaphore>
 #include <QThreadPool>
 
-/// Holds up the kernel while it opens the driver, until it is let go or the object ends, at most for
-/// 20 s: whoever waits for the kernel then fails a test in place of hanging it. Stands on a
+/// Holds up the kernel while it opens the driver, until it is let go or the object ends, at most
+/// for 20 s: whoever waits for the kernel then fails a test in place of hanging it. Stands on a
 /// simulated PC and before the first search.
 class HeldUpKernel
 {
