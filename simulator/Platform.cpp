@@ -29,28 +29,31 @@ SimulatedPc chosenPc()
 
 } // namespace
 
+// The tables and the machine behind them are never destroyed: where the terminate handler ends the
+// process, a search may still call through them.
+
 WindowsApi &windowsApi()
 {
-    static WindowsApi api;
+    static WindowsApi &api = *new WindowsApi;
     return api;
 }
 
 KernelApi &kernelApi()
 {
-    static KernelApi api;
+    static KernelApi &api = *new KernelApi;
     return api;
 }
 
 FileLocations &fileLocations()
 {
-    static FileLocations locations;
+    static FileLocations &locations = *new FileLocations;
     return locations;
 }
 
 bool start()
 {
     try {
-        static SimulatedMachine machine(chosenPc());
+        static SimulatedMachine &machine = *new SimulatedMachine(chosenPc());
         machine.kernel().logTo(qEnvironmentVariable(kernelLogVariable));
         return true;
     } catch (const std::runtime_error &failure) {

@@ -95,6 +95,13 @@ def ignore_registry(_, names):
     return [name for name in names if name in REGISTRY_FILES]
 
 
+def manage_windows(prefix):
+    """Has Wine draw the windows' frames and hand the keyboard on, for displays without a window
+    manager."""
+    with open(prefix / "user.reg", "a", encoding="ascii") as registry:
+        registry.write('\n[Software\\\\Wine\\\\X11 Driver] 0\n"Managed"="N"\n')
+
+
 def registry_text(text):
     """Returns a text as it stands between the quotes of a registry file."""
     units = memoryview(text.encode("utf-16-le")).cast("H")
