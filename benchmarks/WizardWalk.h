@@ -91,9 +91,10 @@ private:
     void idle(const char *name)
     {
         // What the page has left to do belongs to showing it.
-        QApplication::processEvents();
-        endPhase("end of showing");
         QEventLoop loop;
+        while (loop.processEvents()) {
+        }
+        endPhase("end of showing");
         QTimer::singleShot(m_idleSeconds * 1000, &loop, &QEventLoop::quit);
         loop.exec();
         endPhase(name);

@@ -21,7 +21,7 @@ toolchain=$recipe_dir/windows-toolchain.cmake
 key=$(cat "$recipe_dir/qt-windows.sh" "$toolchain" | sha256sum | cut -c1-12)
 cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/orvanta-configurator
 result=$cache_dir/qt-windows-$qt_version-$key
-work=$result.work
+work=$cache_dir/qt-windows.work
 stage=$work/stage
 log=$work/log
 readonly recipe_dir toolchain key cache_dir result work stage log
@@ -54,6 +54,10 @@ readonly build_options=(
 
 # ccache needs both to work with precompiled headers.
 export CXXFLAGS=-fpch-preprocess CCACHE_SLOPPINESS=pch_defines,time_macros
+
+# Compiled regular expressions leave a lock behind in MinGW's runtime when a thread ends, and the end
+# of the program waits for it.
+export CFLAGS=-DPCRE2_DISABLE_JIT
 
 say() {
     echo "== $*" >&2
@@ -115,10 +119,23 @@ packages() {
     logged as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
 }
 
-# Debian 13's package lists beside the machine's own, which stay as they are. apt verifies everything
-# with Debian's archive keyring.
+# The machine's own Debian mirror, asked for Debian 13. Debian 12 knows two formats of this file.
+trixie_sources() {
+    local machine=/etc/apt/sources.list.d/debian.sources
+    if [[ -e $machine ]]; then
+        sed -e 's/bookworm/trixie/g; s/\S*-backports\S*//g; s/^Types:.*/Types: deb deb-src/' "$machine" \
+            >"$work/apt/trixie.sources"
+        echo "$work/apt/trixie.sources"
+    else
+        sed --quiet '/backports\|cdrom:/d; s/bookworm/trixie/g; s/^deb /&/p; s/^deb /deb-src /p' /etc/apt/sources.list \
+            >"$work/apt/trixie.list"
+        echo "$work/apt/trixie.list"
+    fi
+}
+
+# Leaves the machine's package lists as they are. apt verifies everything with Debian's archive keyring.
 apt_trixie() {
-    apt-get -o Dir::Etc::SourceList="$work/apt/trixie.sources" -o Dir::Etc::SourceParts=- \
+    apt-get -o Dir::Etc::SourceList="$(trixie_sources)" -o Dir::Etc::SourceParts=- \
         -o Dir::State::Lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" \
         -o Acquire::AllowInsecureRepositories=false -o APT::Get::AllowUnauthenticated=false \
         -o APT::Update::Error-Mode=any -o APT::Sandbox::User="$(id -un)" -o Acquire::Retries=3 "$@"
@@ -127,8 +144,6 @@ apt_trixie() {
 download() {
     rm -rf "$work/download"
     mkdir -p "$work"/apt/{lists,cache}/partial "$work"/apt/cache/archives/partial "$work/download"
-    sed -e 's/\bbookworm/trixie/g' -e 's/\S*-backports\S*//g' -e 's/^Types:.*/Types: deb deb-src/' \
-        /etc/apt/sources.list.d/debian.sources >"$work/apt/trixie.sources"
     logged apt_trixie update
     cd "$work/download"
     logged apt_trixie source --download-only qt6-base
@@ -187,6 +202,15 @@ licenses() {
     } >"$stage/licenses/versions.txt"
 }
 
+# Keeps an interrupted run's work only if the recipe is still the same. The folder's name stays the same
+# for every recipe, since ccache finds nothing under another name.
+open_work() {
+    [[ -e $work/$key ]] && return
+    rm -rf "$work"
+    mkdir -p "$work"
+    touch "$work/$key"
+}
+
 finish() {
     mv "$stage" "$result"
     rm -rf "$work"
@@ -202,7 +226,7 @@ mkdir -p "$cache_dir"
 exec 8>"$cache_dir/qt-windows.lock"
 flock 8
 if [[ ! -d $result ]]; then
-    mkdir -p "$work"
+    open_work
     packages
     step download "Downloading Qt's source package and the Windows headers"
     step unpack "Unpacking"

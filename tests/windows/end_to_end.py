@@ -14,7 +14,7 @@ import unittest
 
 sys.path.append(str(pathlib.Path(__file__).parents[2] / "simulator" / "wine"))
 from virtual_display import virtual_display  # noqa: E402
-from wine_pc import WinePc, can_have_own_network, windows_path  # noqa: E402
+from wine_pc import WinePc, can_have_own_network, manage_windows, windows_path  # noqa: E402
 from wizard import AVAILABLE, DUAL_LINKS, SINGLE_LINKS, Wizard, wait_for  # noqa: E402
 
 READY_PCS = pathlib.Path(__file__).parents[2] / "pcs"
@@ -145,6 +145,7 @@ class EndToEnd(unittest.TestCase):
             self.folder / "prefix", self.pc_folder, PREFIXES
         )
         self.addCleanup(self.pc.end)
+        manage_windows(self.pc.prefix)
         self.program_folder = self.pc.install(BUILD / "program", kernel_library)
 
     def start(self, network_setup=None, command=None):
@@ -501,8 +502,9 @@ class EndToEnd(unittest.TestCase):
         wait_for(lambda: wizard.page() == 1 and wizard.is_searching(), "the loading frame")
         wait_for(self.kernel_calls, "the driver to be opened")
         wizard.keep_picture("loading")
+        self.assertTrue(wizard.is_on_screen())
         wizard.click_button("Cancel")
-        wait_for(lambda: wizard.window("OrvantaConfigurator") is None, "the wizard to close")
+        wait_for(lambda: not wizard.is_on_screen(), "the wizard to close")
         self.assertEqual(self.kernel_calls(), open_calls()[:1])
 
         self.assertEqual(wizard.wait_for_end(), 0)

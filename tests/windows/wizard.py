@@ -142,12 +142,18 @@ class Wizard:
     def selected_texts(self, list_name):
         return [row["text"] for row in self.rows(list_name) if row["selected"]]
 
+    def is_on_screen(self):
+        """Returns whether the display shows the wizard, which the observer cannot tell once the
+        wizard has closed."""
+        search = self._xdotool("search", "--onlyvisible", "--name", WIZARD, check=False)
+        return search.returncode == 0
+
     # Mouse and keyboard
 
-    def _xdotool(self, *arguments):
-        subprocess.run(
-            ["xdotool", *arguments], check=True, env={**os.environ, "DISPLAY": self.display}
-        )
+    def _xdotool(self, *arguments, check=True):
+        variables = {**os.environ, "DISPLAY": self.display}
+        command = ["xdotool", *arguments]
+        return subprocess.run(command, env=variables, capture_output=True, check=check)
 
     def _click(self, place):
         x, y = center(place)
@@ -213,6 +219,7 @@ class Wizard:
         self.press_keys("Return")
         self.wait_for_page(1)
         wait_for(lambda: self.message_box() or not self.is_searching(), "the search to end")
+        self.keep_picture("adapters")
 
     def answer_message_box(self):
         """Waits for a message box, confirms it and returns its title and text."""
@@ -224,7 +231,7 @@ class Wizard:
 
     def finish(self):
         """Goes from the adapter selection page to the end; returns the exit status."""
-        self.keep_picture("adapters")
+        self.keep_picture("connections")
         self.press_keys("alt+n")
         self.wait_for_page(2)
         self.keep_picture("conclusion")
@@ -233,6 +240,7 @@ class Wizard:
 
     def cancel(self):
         """Clicks Cancel; returns the exit status."""
+        self.keep_picture("cancelled")
         self.click_button("Cancel")
         return self.wait_for_end()
 
