@@ -107,7 +107,7 @@ void WindowObserver::observe()
         m_written = json;
 }
 
-QObject *WindowObserverPlugin::create(const QString & /*key*/, const QString & /*specification*/)
+QObject *WindowObserverPlugin::create(const QString & /*key*/, const QString & /*arguments*/)
 {
     return new WindowObserver(qEnvironmentVariable("ORVANTA_WINDOW_FILE"));
 }
