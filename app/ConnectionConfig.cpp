@@ -1,6 +1,7 @@
 #include "app/ConnectionConfig.h"
 
 #include "platform/FileLocations.h"
+#include "platform/TextMode.h"
 
 #include <fstream>
 
@@ -9,13 +10,6 @@ namespace
 
 // The readers of the installation look here wherever the user's home lies, unlike the writer.
 constexpr auto configFolder = R"(C:\Users\Public\Documents\Fennory\PMT2\)";
-
-/// Files made by hand may end their lines the Windows way.
-void dropCarriageReturn(std::string &line)
-{
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-}
 
 } // namespace
 
@@ -31,7 +25,7 @@ std::vector<std::string> readConfigLines()
         std::string line;
         std::getline(file, line);
         if (!file.eof())
-            dropCarriageReturn(line);
+            platform::endTextLine(line);
         lines.push_back(line);
     }
     return lines;

@@ -11,8 +11,10 @@ SCREEN = "1280x1024x24"
 def virtual_display():
     """Starts a virtual display for the `with` block and yields its name, as in ":99"."""
     reader, writer = os.pipe()
+    # It ends with this process, too, when that is killed.
     server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(writer), "-screen", "0", SCREEN, "-nolisten", "tcp"],
+        ["setpriv", "--pdeathsig", "TERM"]
+        + ["Xvfb", "-displayfd", str(writer), "-screen", "0", SCREEN, "-nolisten", "tcp"],
         pass_fds=[writer],
         stderr=subprocess.DEVNULL,
     )

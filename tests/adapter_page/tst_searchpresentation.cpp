@@ -240,16 +240,17 @@ void SearchPresentationTest::skipsSearch()
 
 void SearchPresentationTest::showsErrorLabel_data()
 {
-    QTest::addColumn<std::uint32_t>("windowsResult");
+    QTest::addColumn<ULONG>("windowsResult");
     QTest::addColumn<QString>("text");
-    QTest::newRow("no adapter") << ERROR_NO_DATA << noAdapterText;
-    QTest::newRow("other error") << ERROR_INVALID_PARAMETER << unknownErrorText + "0";
-    QTest::newRow("buffer always too small") << ERROR_BUFFER_OVERFLOW << unknownErrorText + "0";
+    QTest::newRow("no adapter") << ULONG{ERROR_NO_DATA} << noAdapterText;
+    QTest::newRow("other error") << ULONG{ERROR_INVALID_PARAMETER} << unknownErrorText + "0";
+    QTest::newRow("buffer always too small")
+        << ULONG{ERROR_BUFFER_OVERFLOW} << unknownErrorText + "0";
 }
 
 void SearchPresentationTest::showsErrorLabel()
 {
-    QFETCH(std::uint32_t, windowsResult);
+    QFETCH(ULONG, windowsResult);
     QVERIFY(QFile::remove(m_pc->path("Windows/system32/Brelvix.run64.sys")));
     WizardUser &user = start();
     endAdapterListsWith(windowsResult);

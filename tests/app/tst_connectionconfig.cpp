@@ -170,6 +170,9 @@ void TestConnectionConfig::readsNothingWithoutAFile()
 
 void TestConnectionConfig::readsNothingFromAFileThatIsNotReadable()
 {
+#ifdef Q_OS_WIN
+    QSKIP("Files refuse no reading by their permissions on Windows");
+#endif
     TemporaryPc pc;
     pc.writeConfig("A\n\n");
     QVERIFY(QFile::setPermissions(pc.configPath(), {}));

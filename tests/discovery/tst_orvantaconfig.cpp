@@ -382,6 +382,9 @@ void breakSystemFolder(const TemporaryPc &pc)
 
 void TestOrvantaConfig::passesAFileSystemError()
 {
+#ifdef Q_OS_WIN
+    QSKIP("No folder leads to itself on Windows");
+#endif
     TemporaryPc pc;
     breakSystemFolder(pc);
     pc.pc().loadedDrivers = {"Brelvix.sys"};
@@ -526,6 +529,8 @@ void TestOrvantaConfig::reportsAKernelFailure()
 void TestOrvantaConfig::readsTextsAsUtf8()
 {
     const QString umlauts = QString::fromUtf8("Ger\xC3\xA4t \xE2\x82\xAC");
+    if (umlauts.toLocal8Bit() != umlauts.toUtf8())
+        QSKIP("Saved identifiers beyond ASCII need a UTF-8 code page");
     TemporaryPc pc;
     pc.installDriver();
     pc.pc().kernel.devices = {{"ID " + umlauts, "Name " + umlauts, "Card " + umlauts},
@@ -555,6 +560,9 @@ void TestOrvantaConfig::passesAnExceptionOfTheConfiguredConnections()
 
 void TestOrvantaConfig::passesAFileSystemErrorFromTheSearch()
 {
+#ifdef Q_OS_WIN
+    QSKIP("No folder leads to itself on Windows");
+#endif
     SearchPc pc;
     breakSystemFolder(pc);
     SimulatedMachine machine(pc.pc());

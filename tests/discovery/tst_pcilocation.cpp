@@ -223,22 +223,23 @@ void TestPciLocation::leavesTheOutputsWithoutADeviceSet()
 
 void TestPciLocation::leavesTheOutputsWhenAPropertyFails_data()
 {
-    QTest::addColumn<std::uint32_t>("property");
+    QTest::addColumn<DWORD>("property");
     QTest::addColumn<QString>("hardwareId");
     QTest::addColumn<QString>("description");
 
     const Resolution preset;
-    QTest::newRow("friendly name") << SPDRP_FRIENDLYNAME << preset.hardwareId << preset.description;
+    QTest::newRow("friendly name")
+        << DWORD{SPDRP_FRIENDLYNAME} << preset.hardwareId << preset.description;
     QTest::newRow("hardware identifier")
-        << SPDRP_HARDWAREID << preset.hardwareId << preset.description;
-    QTest::newRow("description") << SPDRP_DEVICEDESC << "PCI\\First" << preset.description;
-    QTest::newRow("location") << SPDRP_LOCATION_INFORMATION << "PCI\\First"
+        << DWORD{SPDRP_HARDWAREID} << preset.hardwareId << preset.description;
+    QTest::newRow("description") << DWORD{SPDRP_DEVICEDESC} << "PCI\\First" << preset.description;
+    QTest::newRow("location") << DWORD{SPDRP_LOCATION_INFORMATION} << "PCI\\First"
                               << "Description of First";
 }
 
 void TestPciLocation::leavesTheOutputsWhenAPropertyFails()
 {
-    QFETCH(std::uint32_t, property);
+    QFETCH(DWORD, property);
     QFETCH(QString, hardwareId);
     QFETCH(QString, description);
 

@@ -17,9 +17,16 @@ public:
 private:
     static void collect(QtMsgType, const QMessageLogContext &, const QString &text)
     {
-        // Belongs to the platform plugin that needs no display.
-        if (text != "This plugin does not support propagateSizeHints()")
+        if (!isOfThePlatform(text))
             s_messages.append(text);
+    }
+
+    /// The platform plugin that needs no display says the one of every window, and under Wine that
+    /// of Windows says the other.
+    static bool isOfThePlatform(const QString &text)
+    {
+        return text == "This plugin does not support propagateSizeHints()" ||
+               text.startsWith("EnableNonClientDpiScaling() failed");
     }
 
     static inline QStringList s_messages;

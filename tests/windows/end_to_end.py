@@ -26,6 +26,7 @@ PREFIXES = BUILD / "wine"
 PICTURES = BUILD / "pictures"
 KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 KERNEL_LIBRARY_WITHOUT_182 = BUILD / "tests" / "windows" / "without-182" / "Brelvix.dll"
+PLANTED_LIBRARY = BUILD / "tests" / "windows" / "Planted.dll"
 
 
 def port(number):
@@ -148,7 +149,7 @@ class EndToEnd(unittest.TestCase):
         manage_windows(self.pc.prefix)
         self.program_folder = self.pc.install(BUILD / "program", kernel_library)
 
-    def start(self, network_setup=None, command=None):
+    def start(self, network_setup=None, command=None, variables=None):
         """Starts the program, or a command that starts it, with its output in a file."""
         self.runs += 1
         self.output_file = self.folder / f"output-{self.runs}.txt"
@@ -164,6 +165,7 @@ class EndToEnd(unittest.TestCase):
                 variables={
                     "ORVANTA_KERNEL_LOG": windows_path(self.folder / "kernel.log"),
                     "QT_FORCE_STDERR_LOGGING": "1",
+                    **(variables or {}),
                 },
                 cwd=self.folder,
                 stdout=output,
@@ -215,11 +217,24 @@ class EndToEnd(unittest.TestCase):
     def test_the_keyboard_alone_makes_both_kinds_of_link(self):
         self.prepare("two-cards-empty")
         wizard = self.start_at_adapters()
-        wizard.click_row(AVAILABLE, port(2))
-        wizard.press_keys("Tab", "space")
+        wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
+        wizard.move_focus_to(AVAILABLE)
+        wizard.press_keys("Home", "Down", "space")
+        wizard.move_focus_to("createSingleLink")
+        wizard.press_keys("space")
         wizard.wait_for_rows(SINGLE_LINKS, [port(2)])
-        self.assertEqual(wizard.finish(), 0)
-        self.assertEqual(self.config.read_bytes(), b"DEVICE-B\n\n")
+
+        wizard.move_focus_to(AVAILABLE)
+        wizard.press_keys("End", "Up", "space", "Down", "space")
+        wizard.move_focus_to("createDualLink")
+        wizard.press_keys("space")
+        wizard.wait_for_rows(DUAL_LINKS, [both(onboard_port(1), onboard_port(2))])
+
+        wizard.press_keys("alt+n")
+        wizard.wait_for_page(2)
+        wizard.press_keys("Return")
+        self.assertEqual(wizard.wait_for_end(), 0)
+        self.assertEqual(self.config.read_bytes(), b"DEVICE-B\nDEVICE-E;DEVICE-F\n\n")
 
     def test_the_second_run_shows_the_connections_of_the_first(self):
         self.prepare("two-cards-empty")
@@ -421,6 +436,43 @@ class EndToEnd(unittest.TestCase):
             open_calls()[:3] + report_calls("0x0000007F", SYSTEM_INFORMATION) + CLOSE_CALLS,
         )
 
+    # Libraries of others
+
+    def plant(self, folder):
+        """Puts libraries that leave a mark into a folder, under every name that the program loads
+        from its own, also as Qt would look for its plugins."""
+        names = [
+            file.relative_to(self.program_folder)
+            for file in self.program_folder.rglob("*.dll")
+        ]
+        self.assertIn(pathlib.Path("platforms/qwindows.dll"), names)
+        for name in [*names, *("plugins" / name for name in names)]:
+            (folder / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(PLANTED_LIBRARY, folder / name)
+
+    def test_planted_libraries_are_not_loaded(self):
+        self.prepare("two-cards-empty")
+        on_path = self.folder / "on-path"
+        mark = self.folder / "mark"
+        for folder in (self.folder, on_path):
+            self.plant(folder)
+        variables = {
+            "ORVANTA_PLANTED_MARK": windows_path(mark),
+            "WINEPATH": windows_path(on_path),
+        }
+
+        wizard = self.start(variables=variables)
+        wizard.open_adapters()
+        wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
+        self.assertEqual(wizard.cancel(), 0)
+        self.assertFalse(mark.exists())
+
+        # The same libraries are loaded by a program that takes them from there.
+        self.pc.start(
+            ["rundll32", "Qt6Core.dll,Planted"], variables=variables, cwd=self.folder
+        ).wait()
+        self.assertTrue(mark.exists())
+
     # What the kernel refuses
 
     def refuse(self, ordinal, code, text=""):
@@ -563,6 +615,19 @@ class EndToEnd(unittest.TestCase):
         self.make_dual_link(wizard, cameras[1], cameras[0])
         self.assertEqual(wizard.finish(), 0)
         self.assertEqual(self.config.read_bytes(), b"DEVICE-D\nDEVICE-B;DEVICE-A\n\n")
+
+    def test_markup_in_a_name_is_shown_as_it_is(self):
+        name = "<b>Card</b> &amp; <img src='file:///C:/x.png'>"
+
+        def change(settings):
+            settings["kernel"]["devices"][0]["friendlyName"] = name
+
+        self.prepare("two-cards-empty", change)
+        wizard = self.start_at_adapters()
+        wizard.wait_for_rows(AVAILABLE, [name, *TWO_CARDS[1:]])
+        self.make_single_link(wizard, name)
+        self.assertEqual(wizard.finish(), 0)
+        self.assertEqual(self.config.read_bytes(), b"DEVICE-A\n\n")
 
     def test_sixty_four_ports(self):
         self.prepare("sixty-four-ports")

@@ -129,6 +129,11 @@ class Wizard:
         widget = self.widget(name)
         return bool(widget) and widget["enabled"]
 
+    def focused(self):
+        """Returns the object name of the widget that has the focus, or None."""
+        widget = self.find(lambda widget: widget["focus"])
+        return widget and widget["name"]
+
     def is_searching(self):
         return self.widget("loading_frame") is not None
 
@@ -163,6 +168,15 @@ class Wizard:
         """Presses keys by their X names, as in press_keys("alt+n", "space")."""
         self.wait_for_active_window()
         self._xdotool("key", *keys)
+
+    def move_focus_to(self, name):
+        """Presses Tab until the widget with an object name has the focus."""
+        focused = self.focused()
+        while focused != name:
+            before = focused
+            self.press_keys("Tab")
+            wait_for(lambda: self.focused() != before, "the focus to move")
+            focused = self.focused()
 
     def click(self, name):
         """Clicks the enabled widget with an object name."""
@@ -199,7 +213,17 @@ class Wizard:
     # Steps
 
     def wait_for_active_window(self):
-        wait_for(lambda: any(window["active"] for window in self.windows()), "an active window")
+        """Without a window manager, a window that has lost the keyboard gets it back by a click."""
+        wait_for(lambda: self._is_active() or self._click_beside_the_widgets(), "an active window")
+
+    def _is_active(self):
+        return any(window["active"] for window in self.windows())
+
+    def _click_beside_the_widgets(self):
+        window = self.window(MESSAGE_BOX) or self.window(WIZARD)
+        if window:
+            left, top, _, _ = window["place"]
+            self._click([left, top, 4, 4])
 
     def wait_for_page(self, number):
         wait_for(lambda: self.page() == number, f"page {number}")
