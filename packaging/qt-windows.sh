@@ -26,7 +26,7 @@ stage=$work/stage
 log=$work/log
 readonly recipe_dir toolchain key cache_dir result work stage log
 
-readonly modules_off=(dbus network printsupport sql xml)
+readonly modules_off=(androiddeployqt dbus network printsupport qmake sql xml)
 
 # What the program does without, in Qt Core, Gui and Widgets. Combo boxes, tables, trees, text editors
 # and the like stay: Qt's Windows style does not compile without them.
@@ -164,7 +164,7 @@ unpack() {
 
 host_tools() {
     configure "$work/host" "${modules_off[@]}" "${features_off[@]}" \
-        androiddeployqt concurrent gui qmake testlib widgets -- \
+        concurrent gui testlib widgets -- \
         -DCMAKE_INSTALL_PREFIX="$stage/host" -DCMAKE_BUILD_TYPE=MinSizeRel -DBUILD_SHARED_LIBS=OFF
     build "$work/host"
     logged cmake --install "$work/host" --strip
