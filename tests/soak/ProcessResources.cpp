@@ -7,7 +7,13 @@
 #include <windows.h>
 #include <psapi.h>
 #include <tlhelp32.h>
+#include <winternl.h>
 // clang-format on
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace
 {
@@ -25,18 +31,55 @@ qint64 threadCount()
     return count;
 }
 
+/// Wine's GetProcessHandleCount answers 0, so this goes through the handles of all processes.
+qint64 handleCount()
+{
+    std::vector<std::byte> buffer(1024 * 1024);
+    if (NtQuerySystemInformation(SystemHandleInformation, buffer.data(),
+                                 static_cast<ULONG>(buffer.size()), nullptr) != 0)
+        qFatal("Expected the list of handles to fit into %zu bytes", buffer.size());
+    const auto *all = reinterpret_cast<const SYSTEM_HANDLE_INFORMATION *>(buffer.data());
+    return std::count_if(all->Handle, all->Handle + all->Count, [](const auto &handle) {
+        return handle.OwnerPid == GetCurrentProcessId();
+    });
+}
+
+/// An entry of the table of GDI objects that every process sees.
+struct GdiObject {
+    std::uint64_t object;
+    std::uint32_t owner;
+    std::uint16_t unique;
+    std::uint8_t type;
+    std::uint8_t flags;
+    std::uint64_t userPointer;
+};
+
+/// Wine's GetGuiResources answers 0, so this goes through the table.
+qint64 gdiObjectCount()
+{
+    constexpr std::size_t tableOffset = 0xF8;
+    constexpr std::size_t entryCount = 0x4000;
+    PROCESS_BASIC_INFORMATION process{};
+    NtQueryInformationProcess(GetCurrentProcess(), ProcessBasicInformation, &process,
+                              sizeof(process), nullptr);
+    const auto *environment = reinterpret_cast<const std::byte *>(process.PebBaseAddress);
+    const auto *table = *reinterpret_cast<GdiObject *const *>(environment + tableOffset);
+    return std::count_if(table, table + entryCount,
+                         [](const GdiObject &entry) { return entry.type != 0; });
+}
+
+qint64 residentMemory()
+{
+    PROCESS_MEMORY_COUNTERS memory{};
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
+    return static_cast<qint64>(memory.WorkingSetSize);
+}
+
 } // namespace
 
 ProcessResources ProcessResources::now()
 {
-    const HANDLE process = GetCurrentProcess();
-    PROCESS_MEMORY_COUNTERS_EX memory{};
-    K32GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS *>(&memory),
-                            sizeof(memory));
-    DWORD handles = 0;
-    GetProcessHandleCount(process, &handles);
-    return {static_cast<qint64>(memory.PrivateUsage), handles, threadCount(),
-            GetGuiResources(process, GR_GDIOBJECTS) + GetGuiResources(process, GR_USEROBJECTS)};
+    return {residentMemory(), handleCount(), threadCount(), gdiObjectCount()};
 }
 
 #else
