@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QMessageBox>
+#include <QPixmap>
 #include <QScopedValueRollback>
 #include <QSet>
 #include <QStyle>
@@ -206,13 +207,14 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 
 void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bool isDualList)
 {
-    // Reading an image takes longer than all the rest of a row.
+    // Reading an image takes longer than all the rest of a row. Through a pixmap Qt remembers it by
+    // its file: an icon made of the file would add to Qt's cache with every search.
     QHash<int, QIcon> lamps;
     for (int row = 0; row < model->rowCount(); ++row) {
         QStandardItem *item = model->item(row);
         const int status = isDualList ? dualEntryStatus(item->text()) : entryStatus(item->text());
         if (!lamps.contains(status))
-            lamps.insert(status, QIcon(lampImage(status)));
+            lamps.insert(status, QIcon(QPixmap(lampImage(status))));
         item->setIcon(lamps.value(status));
         item->setData(lampDescription(status), Qt::AccessibleDescriptionRole);
     }

@@ -115,7 +115,7 @@ QString twinSuffix(const MatchedDevice &matched, const QString &deviceDescriptio
 /// Returns one number for each run of digits.
 QList<int> locationNumbers(const QString &location)
 {
-    const QRegularExpression digits(R"(\d+)");
+    static const QRegularExpression digits(R"(\d+)");
     QList<int> numbers;
     for (const QRegularExpressionMatch &match : digits.globalMatch(location)) {
         // The pattern has no group 1, so every number is 0. Other programs of the installation
