@@ -4,12 +4,9 @@
 
 #include <QApplication>
 #include <QEventLoop>
-#include <QFile>
 #include <QMovie>
 #include <QTimer>
 #include <QWizard>
-
-#include <cstdio>
 
 /// Knows whether a widget has been painted since the object was made.
 class PaintWatch : public QObject
@@ -29,19 +26,6 @@ protected:
 private:
     bool m_isPainted = false;
 };
-
-/// Ends a phase and prints the largest amount of memory that the process has used so far.
-inline void endPhaseWithMemory(const char *name)
-{
-    endPhase(name);
-    QFile status("/proc/self/status");
-    if (!status.open(QIODevice::ReadOnly))
-        qFatal("Expected /proc/self/status to be readable");
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            std::printf("%s: %d KiB\n", name, line.mid(6).simplified().split(' ')[0].toInt());
-    }
-}
 
 /// Takes a wizard from its first page to its last, as far as a user who only presses "Next" would.
 /// Ends a phase at each first painting and after each stay on a page.

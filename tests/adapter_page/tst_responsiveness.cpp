@@ -16,8 +16,8 @@
 namespace
 {
 
-// The sanitizers make the program itself slower, by a factor of up to ten.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// The sanitizers make the program itself slower, by a factor of up to ten, and Wine its windows.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(_WIN32)
 constexpr int slowdown = 10;
 #else
 constexpr int slowdown = 1;

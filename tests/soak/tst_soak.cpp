@@ -1,5 +1,5 @@
-#include "tests/soak/ProcessResources.h"
 #include "tests/support/GuiTest.h"
+#include "tests/support/ProcessResources.h"
 #include "tests/support/RunningWizard.h"
 #include "tests/support/TemporaryPc.h"
 

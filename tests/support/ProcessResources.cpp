@@ -1,4 +1,4 @@
-#include "tests/soak/ProcessResources.h"
+#include "tests/support/ProcessResources.h"
 
 #ifdef _WIN32
 
