@@ -213,17 +213,7 @@ class Wizard:
     # Steps
 
     def wait_for_active_window(self):
-        """Without a window manager, a window that has lost the keyboard gets it back by a click."""
-        wait_for(lambda: self._is_active() or self._click_beside_the_widgets(), "an active window")
-
-    def _is_active(self):
-        return any(window["active"] for window in self.windows())
-
-    def _click_beside_the_widgets(self):
-        window = self.window(MESSAGE_BOX) or self.window(WIZARD)
-        if window:
-            left, top, _, _ = window["place"]
-            self._click([left, top, 4, 4])
+        wait_for(lambda: any(window["active"] for window in self.windows()), "an active window")
 
     def wait_for_page(self, number):
         wait_for(lambda: self.page() == number, f"page {number}")

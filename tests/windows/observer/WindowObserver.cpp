@@ -5,7 +5,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QListView>
+#include <QPainter>
+#include <QPixmap>
 #include <QSaveFile>
+#include <QStyle>
+#include <QStyleOptionViewItem>
 #include <QWidget>
 #include <QWizard>
 
@@ -79,12 +83,35 @@ QJsonObject describeWindow(const QWidget &window)
     return description;
 }
 
+/// Qt's style for Windows makes a window of its own for the first selected row that it draws. Under
+/// Wine this takes the keyboard from the wizard, so it is done before the wizard is shown.
+void drawSelectedRow()
+{
+    QPixmap picture(1, 1);
+    QPainter painter(&picture);
+    const QListView list;
+    QStyleOptionViewItem row;
+    row.rect = picture.rect();
+    row.state = QStyle::State_Enabled | QStyle::State_Selected;
+    QApplication::style()->drawPrimitive(QStyle::PE_PanelItemViewItem, &row, &painter, &list);
+}
+
 } // namespace
 
 WindowObserver::WindowObserver(const QString &path) : m_path(path)
 {
+    QCoreApplication::instance()->installEventFilter(this);
     connect(&m_timer, &QTimer::timeout, this, &WindowObserver::observe);
     m_timer.start(intervalMs);
+}
+
+bool WindowObserver::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Polish) {
+        QCoreApplication::instance()->removeEventFilter(this);
+        drawSelectedRow();
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void WindowObserver::observe()

@@ -14,6 +14,9 @@ class WindowObserver : public QObject
 public:
     explicit WindowObserver(const QString &path);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void observe();
 
