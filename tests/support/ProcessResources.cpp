@@ -1,5 +1,7 @@
 #include "tests/support/ProcessResources.h"
 
+#include <QThreadPool>
+
 #ifdef _WIN32
 
 // Each header needs the one before it.
@@ -114,3 +116,9 @@ ProcessResources ProcessResources::now()
 }
 
 #endif
+
+void keepOneSearchThread()
+{
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
+    QThreadPool::globalInstance()->setExpiryTimeout(-1);
+}

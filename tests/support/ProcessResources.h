@@ -15,3 +15,7 @@ struct ProcessResources {
     /// Returns what the current process holds now.
     static ProcessResources now();
 };
+
+/// Has every search run on one thread that stays, so that threads and their handles do not come and
+/// go with the machine's load.
+void keepOneSearchThread();
