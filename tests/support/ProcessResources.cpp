@@ -1,6 +1,6 @@
 #include "tests/support/ProcessResources.h"
 
-#include <QThreadPool>
+#include <QThread>
 
 #ifdef _WIN32
 
@@ -117,8 +117,14 @@ ProcessResources ProcessResources::now()
 
 #endif
 
-void keepOneSearchThread()
+bool ProcessResources::isNoMoreThan(const ProcessResources &before) const
 {
-    QThreadPool::globalInstance()->setMaxThreadCount(1);
-    QThreadPool::globalInstance()->setExpiryTimeout(-1);
+    const int comingAndGoing = 2 * QThread::idealThreadCount();
+#ifdef _WIN32
+    const int handlesOfThreads = comingAndGoing;
+#else
+    const int handlesOfThreads = 0;
+#endif
+    return threads <= before.threads + comingAndGoing &&
+           handles <= before.handles + handlesOfThreads && gdiObjects <= before.gdiObjects;
 }

@@ -14,8 +14,8 @@ struct ProcessResources {
 
     /// Returns what the current process holds now.
     static ProcessResources now();
-};
 
-/// Has every search run on one thread that stays, so that threads and their handles do not come and
-/// go with the machine's load.
-void keepOneSearchThread();
+    /// Returns whether nothing but memory has grown. The threads that Qt keeps for its own work
+    /// come and go with the machine's load, on Windows with a handle each.
+    bool isNoMoreThan(const ProcessResources &before) const;
+};
