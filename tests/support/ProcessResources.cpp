@@ -2,6 +2,17 @@
 
 #include <QThread>
 
+namespace
+{
+
+/// The threads that Qt keeps for its own work come and go with the machine's load.
+int threadsOfQt()
+{
+    return 2 * QThread::idealThreadCount();
+}
+
+} // namespace
+
 #ifdef _WIN32
 
 // Each header needs the one before it.
@@ -117,14 +128,17 @@ ProcessResources ProcessResources::now()
 
 #endif
 
+bool ProcessResources::hasNoMoreHandlesThan(const ProcessResources &before) const
+{
+#ifdef _WIN32
+    return handles <= before.handles + threadsOfQt();
+#else
+    return handles <= before.handles;
+#endif
+}
+
 bool ProcessResources::isNoMoreThan(const ProcessResources &before) const
 {
-    const int comingAndGoing = 2 * QThread::idealThreadCount();
-#ifdef _WIN32
-    const int handlesOfThreads = comingAndGoing;
-#else
-    const int handlesOfThreads = 0;
-#endif
-    return threads <= before.threads + comingAndGoing &&
-           handles <= before.handles + handlesOfThreads && gdiObjects <= before.gdiObjects;
+    return hasNoMoreHandlesThan(before) && threads <= before.threads + threadsOfQt() &&
+           gdiObjects <= before.gdiObjects;
 }

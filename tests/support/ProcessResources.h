@@ -15,7 +15,8 @@ struct ProcessResources {
     /// Returns what the current process holds now.
     static ProcessResources now();
 
-    /// Returns whether nothing but memory has grown. The threads that Qt keeps for its own work
-    /// come and go with the machine's load, on Windows with a handle each.
+    /// Both leave the threads that Qt keeps for its own work out, which on Windows have handles.
+    bool hasNoMoreHandlesThan(const ProcessResources &before) const;
+    /// Memory apart.
     bool isNoMoreThan(const ProcessResources &before) const;
 };
