@@ -1,7 +1,11 @@
 #pragma once
 
 #include "discovery/OrvantaSearchResults.h"
+// moc reads this header while the form's is being generated, and its output must not depend on
+// which of them comes first.
+#ifndef Q_MOC_RUN
 #include "ui_NetworkAdapterSelectorPage.h"
+#endif
 
 #include <QFutureWatcher>
 #include <QStandardItemModel>
