@@ -1,7 +1,7 @@
 #pragma once
 
-// A benchmark goes through phases. On Linux callgrind writes the instructions of each into a profile of
-// its own; on Windows each prints how long it took.
+// A benchmark goes through phases. On Linux callgrind writes the instructions of each into a
+// profile of its own; on Windows each prints how long it took.
 
 #ifdef _WIN32
 
