@@ -41,6 +41,14 @@ struct Program {
     OrvantaConfigurator wizard;
 };
 
+/// Returns whether an input goes through the wizard, which takes far longer than all the rest: the
+/// first ones, the kept and a repeated one among them, and one content in sixteen of the others.
+bool isForWizard(const QByteArray &content)
+{
+    static int inputCount = 0;
+    return ++inputCount <= 50 || qChecksum(content) % 16 == 0;
+}
+
 /// Walks through the wizard without changing a connection.
 void useWizard(OrvantaConfigurator &wizard)
 {
@@ -185,6 +193,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     OrvantaSearchResults results;
     OrvantaConfig::searchAdapters(results);
     requireMerge(results, connections);
+    if (!isForWizard(content))
+        return 0;
 
     useWizard(program.wizard);
     require(program.pc.config() == fileFor(results), "each connection to be written on a line");
