@@ -19,6 +19,8 @@ constexpr GUID networkClass = {
 constexpr DWORD nameSize = 1024;
 constexpr DWORD listSize = 4096;
 
+/// Returns a list that nobody releases before the program ends: the sequence of calls to Windows is
+/// fixed.
 HDEVINFO networkDevices()
 {
     return platform::windowsApi().SetupDiGetClassDevsW(&networkClass, nullptr, nullptr,

@@ -1,26 +1,16 @@
 """A program on a real desktop, seen through its accessibility tree and used with mouse and keys."""
 
+import pathlib
 import subprocess
-import time
+import sys
 
 import gi
 
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+from waiting import PATIENCE_SECONDS, wait_for  # noqa: E402
+
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402
-
-POLL_SECONDS = 0.02
-PATIENCE_SECONDS = 60
-
-
-def wait_for(condition, expectation):
-    """Returns the first true result of `condition`; fails when none comes."""
-    deadline = time.monotonic() + PATIENCE_SECONDS
-    while time.monotonic() < deadline:
-        result = condition()
-        if result:
-            return result
-        time.sleep(POLL_SECONDS)
-    raise AssertionError(f"Expected {expectation}, waited {PATIENCE_SECONDS} s in vain.")
 
 
 def is_showing(node):

@@ -7,18 +7,16 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 import packages
 import portable_executable
 
-sys.path.append(str(packages.SOURCE / "simulator" / "wine"))
+sys.path += [str(packages.SOURCE / "simulator" / "wine"), str(packages.SOURCE / "tests" / "support")]
 from virtual_display import virtual_display  # noqa: E402
+from waiting import wait_for  # noqa: E402
 from wine_pc import copy_prefix, environment, template  # noqa: E402
 
-POLL_SECONDS = 0.1
-PATIENCE_SECONDS = 60
 STATUS_REFUSED = 2
 
 PROGRAM_FOLDER = pathlib.PurePath("Program Files", "Orvanta Configurator")
@@ -34,14 +32,6 @@ UNINSTALLER = "uninstall.exe"
 OLD_VERSION = "3.1.0"
 OLD_FILE = "only-in-the-old-version.txt"
 USERS_CONNECTIONS = b"DEVICE-A\r\nDEVICE-B;DEVICE-C\r\n"
-
-
-def wait_for(condition, expectation):
-    deadline = time.monotonic() + PATIENCE_SECONDS
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"Expected {expectation}, waited {PATIENCE_SECONDS} s in vain.")
-        time.sleep(POLL_SECONDS)
 
 
 def make_old_installer(folder):

@@ -47,6 +47,14 @@ def both(first, second):
 
 TWO_CARDS = [port(1), port(2), port(3), port(4), onboard_port(1), onboard_port(2)]
 TWO_CARDS_IDS = [f"DEVICE-{letter}" for letter in "ABCDEF"]
+SLOTTED_PORTS = [
+    "Example Adapter. PCI Slot: 3, Port: 0",
+    "Example Adapter. PCI Slot: 3, Port: 1",
+    "Example Adapter. PCI Slot: 5, Port: 0",
+]
+
+# Far less than one in a search. Threads of Qt's own, which have handles, come and go.
+TOLERATED_GROWTH = {"memory": 1024 * 1024, "handles": 8, "threads": 4, "GDI objects": 0}
 
 
 def adapter_pair(first, second, state):
@@ -260,11 +268,7 @@ class EndToEnd(unittest.TestCase):
     def test_a_dual_link_of_two_adapters_is_refused(self):
         self.prepare("refused-dual-link")
         wizard = self.start_at_adapters()
-        ports = [
-            "Example Adapter. PCI Slot: 3, Port: 0",
-            "Example Adapter. PCI Slot: 3, Port: 1",
-            "Example Adapter. PCI Slot: 5, Port: 0",
-        ]
+        ports = SLOTTED_PORTS
         wizard.wait_for_rows(AVAILABLE, ports)
         wizard.click_row(AVAILABLE, ports[0])
         wizard.click_row(AVAILABLE, ports[2])
@@ -324,6 +328,56 @@ class EndToEnd(unittest.TestCase):
         self.make_dual_link(wizard, port(2), port(1))
         self.assertEqual(wizard.finish(), 0)
         self.assertEqual(self.config.read_bytes(), b"DEVICE-B;DEVICE-A\n\n")
+
+    # Long use
+
+    def prepare_without_network_devices(self):
+        """Every search leaves the program a few lists of the PC's network devices until it ends.
+        Here they are empty, so that nothing else can hide behind them."""
+
+        def change(settings):
+            settings["deviceNodes"] = []
+
+        self.prepare("refused-dual-link", change)
+
+    def make_and_clear_links(self, wizard, ports):
+        wizard.wait_for_rows(AVAILABLE, ports)
+        self.make_dual_link(wizard, *ports[:2])
+        self.make_single_link(wizard, ports[2])
+        wizard.click("clearDualLink")
+        wizard.wait_for_rows(DUAL_LINKS, [])
+        wizard.click("clearSingleLink")
+        wizard.wait_for_rows(SINGLE_LINKS, [])
+
+    def files_of_the_pc(self):
+        return sorted((self.pc.prefix / "drive_c").rglob("*"))
+
+    def test_nothing_grows_in_a_hundred_searches(self):
+        self.prepare_without_network_devices()
+        rounds, warm_up = 100, 20
+        wizard = self.start()
+        wizard.wait_for_page(0)
+        for number in range(1, rounds + 1):
+            wizard.press_keys("alt+n")
+            self.make_and_clear_links(wizard, SLOTTED_PORTS)
+            wizard.press_keys("alt+b")
+            wizard.wait_for_page(0)
+            if number == warm_up:
+                before, files_before = wizard.resources(), self.files_of_the_pc()
+        after = wizard.resources()
+        print(f"before: {before}, after: {after}")
+        self.assertEqual(self.files_of_the_pc(), files_before)
+        for name, tolerated in TOLERATED_GROWTH.items():
+            self.assertGreater(before[name], 0, name)
+            self.assertLessEqual(after[name], before[name] + tolerated, name)
+
+        wizard.press_keys("alt+n")
+        wizard.wait_for_rows(AVAILABLE, SLOTTED_PORTS)
+        self.make_single_link(wizard, SLOTTED_PORTS[0])
+        self.assertEqual(wizard.finish(), 0)
+        self.assertEqual(self.config.read_bytes(), b"DEVICE-A\n\n")
+        for call in open_calls()[0], CLOSE_CALLS[-1]:
+            self.assertEqual(self.kernel_calls().count(call), rounds + 1)
 
     # Cancel
 

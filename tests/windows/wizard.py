@@ -8,13 +8,11 @@ import os
 import pathlib
 import subprocess
 import sys
-import time
 
-sys.path.append(str(pathlib.Path(__file__).parents[2] / "simulator" / "wine"))
+SOURCE = pathlib.Path(__file__).parents[2]
+sys.path += [str(SOURCE / "simulator" / "wine"), str(SOURCE / "tests" / "support")]
+from waiting import PATIENCE_SECONDS, wait_for  # noqa: E402
 from wine_pc import windows_path  # noqa: E402
-
-POLL_SECONDS = 0.02
-PATIENCE_SECONDS = 60
 
 WIZARD = "OrvantaConfigurator"
 MESSAGE_BOX = "QMessageBox"
@@ -29,17 +27,6 @@ WHEEL_DOWN = "5"
 LAMP_WIDTH = 22
 LAMPS = {(0, 255, 0): "green", (255, 0, 0): "red", (255, 255, 255): "white"}
 DARK = 3 * 0x40
-
-
-def wait_for(condition, expectation):
-    """Returns the first true result of `condition`; fails when none comes."""
-    deadline = time.monotonic() + PATIENCE_SECONDS
-    while time.monotonic() < deadline:
-        result = condition()
-        if result:
-            return result
-        time.sleep(POLL_SECONDS)
-    raise AssertionError(f"Expected {expectation}, waited {PATIENCE_SECONDS} s in vain.")
 
 
 def center(place):
@@ -82,14 +69,23 @@ class Wizard:
 
     # What is on the screen
 
+    def observed(self, part):
+        """Returns a part of what the observer wrote last, or None when there is nothing to see."""
+        if self.process.poll() is not None:
+            return None
+        try:
+            return json.loads(self.observed_file.read_text(encoding="utf-8"))[part]
+        except FileNotFoundError:
+            return None
+
     def windows(self):
         """Returns the visible windows."""
-        if self.process.poll() is not None:
-            return []
-        try:
-            return json.loads(self.observed_file.read_text(encoding="utf-8"))
-        except FileNotFoundError:
-            return []
+        return self.observed("windows") or []
+
+    def resources(self):
+        """Returns what the program held when its windows changed last: its memory in bytes, and how
+        many handles, threads and GDI objects."""
+        return self.observed("resources")
 
     def window(self, class_name):
         """Returns the visible window of a class, or None."""

@@ -1,5 +1,7 @@
 #include "tests/windows/observer/WindowObserver.h"
 
+#include "tests/support/ProcessResources.h"
+
 #include <QApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -83,6 +85,17 @@ QJsonObject describeWindow(const QWidget &window)
     return description;
 }
 
+QJsonObject resources()
+{
+    const ProcessResources now = ProcessResources::now();
+    return {
+        {"memory", now.memory},
+        {"handles", now.handles},
+        {"threads", now.threads},
+        {"GDI objects", now.gdiObjects},
+    };
+}
+
 /// Qt's style for Windows makes a window of its own for the first selected row that it draws. Under
 /// Wine this takes the keyboard from the wizard, so it is done before the wizard is shown.
 void drawSelectedRow()
@@ -125,13 +138,14 @@ void WindowObserver::observe()
             windows.append(describeWindow(*window));
     }
 
-    const QByteArray json = QJsonDocument(windows).toJson(QJsonDocument::Compact);
-    if (json == m_written)
+    if (windows == m_written)
         return;
+    const QJsonObject observed{{"windows", windows}, {"resources", resources()}};
+    const QByteArray json = QJsonDocument(observed).toJson(QJsonDocument::Compact);
     // In one step: the reader never sees half a description.
     QSaveFile file(m_path);
     if (file.open(QIODevice::WriteOnly) && file.write(json) == json.size() && file.commit())
-        m_written = json;
+        m_written = windows;
 }
 
 QObject *WindowObserverPlugin::create(const QString & /*key*/, const QString & /*arguments*/)

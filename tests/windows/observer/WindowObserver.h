@@ -1,12 +1,13 @@
 #pragma once
 
-#include <QByteArray>
 #include <QGenericPlugin>
+#include <QJsonArray>
 #include <QTimer>
 
 /// Writes what a Qt program shows into the file that ORVANTA_WINDOW_FILE names, whenever it
-/// changes: every visible window with its widgets, their texts, places on the screen and rows, as
-/// JSON. It only looks; the mouse and the keyboard are the test's.
+/// changes: every visible window with its widgets, their texts, places on the screen and rows, and
+/// what the process holds at that moment, as JSON. It only looks; the mouse and the keyboard are
+/// the test's.
 class WindowObserver : public QObject
 {
     Q_OBJECT
@@ -21,7 +22,7 @@ private:
     void observe();
 
     const QString m_path;
-    QByteArray m_written;
+    QJsonArray m_written;
     QTimer m_timer;
 };
 
