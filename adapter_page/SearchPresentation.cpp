@@ -1,5 +1,6 @@
 #include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
+#include "adapter_page/SubstringIndex.h"
 #include "app/ConnectionConfig.h"
 #include "discovery/AdapterInfo.h"
 #include "discovery/OrvantaConfig.h"
@@ -51,41 +52,6 @@ QSet<QString> textsOf(const QStandardItemModel &model)
         texts.insert(model.item(row)->text());
     return texts;
 }
-
-/// Tells whether at least one of many texts contains another, letter case left aside. Going through
-/// all of them for each port would take long on a large PC.
-class SubstringIndex
-{
-public:
-    explicit SubstringIndex(const QSet<QString> &texts)
-    {
-        // Entry texts hold no NUL, so that none is found across two of them.
-        for (const QString &text : texts)
-            m_texts += text.toCaseFolded() + QChar::Null;
-    }
-
-    bool contains(const QString &text)
-    {
-        const QString wanted = text.toCaseFolded();
-        if (!m_substrings.contains(wanted.size()))
-            m_substrings.insert(wanted.size(), substrings(wanted.size()));
-        return m_substrings[wanted.size()].contains(wanted);
-    }
-
-private:
-    QSet<QStringView> substrings(qsizetype length) const
-    {
-        QSet<QStringView> substrings;
-        substrings.reserve(m_texts.size());
-        for (qsizetype begin = 0; begin + length <= m_texts.size(); ++begin)
-            substrings.insert(QStringView(m_texts).mid(begin, length));
-        return substrings;
-    }
-
-    QString m_texts;
-    /// By the lengths that were asked for so far.
-    QHash<qsizetype, QSet<QStringView>> m_substrings;
-};
 
 int entryStatus(const QString &entryText)
 {
@@ -185,6 +151,7 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
     const QSet<QString> singleLinks = textsOf(m_singleLinkModel);
     const QSet<QString> excluded(m_excludedAdapters.begin(), m_excludedAdapters.end());
+    // Entry texts hold no NUL.
     SubstringIndex dualLinks(textsOf(m_dualLinkModel));
 
     QList<QStandardItem *> kept;
