@@ -55,6 +55,9 @@ readonly build_options=(
 # ccache needs both to work with precompiled headers.
 export CXXFLAGS=-fpch-preprocess CCACHE_SLOPPINESS=pch_defines,time_macros
 
+# Stripping writes the time into a library: the same for every build.
+export SOURCE_DATE_EPOCH=0
+
 # Compiled regular expressions leave a lock behind in MinGW's runtime when a thread ends, and the end
 # of the program waits for it.
 export CFLAGS=-DPCRE2_DISABLE_JIT

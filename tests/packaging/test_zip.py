@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Checks the portable zip: its files, its size, and that it needs nothing but itself and Windows."""
 
+import datetime
 import json
 import os
 import pathlib
@@ -13,6 +14,7 @@ import packages
 import portable_executable
 
 MEGABYTE = 1_000_000
+TIME_FORMAT = "%Y-%m-%dT%H:%M:%SZ"
 
 # The libraries of Windows 10 that the program, Qt and the run-time use.
 WINDOWS_LIBRARIES = {
@@ -72,7 +74,7 @@ def load_images(files):
 def commit_times():
     """Returns the times of the commits; the last one may have come after the package was made."""
     return subprocess.run(
-        ["git", "log", "--format=%cd", "--date=format-local:%Y-%m-%dT%H:%M:%SZ"],
+        ["git", "log", "--format=%cd", f"--date=format-local:{TIME_FORMAT}"],
         cwd=packages.SOURCE,
         env={**os.environ, "TZ": "UTC"},
         capture_output=True,
@@ -134,6 +136,14 @@ class Libraries(unittest.TestCase):
             self.assertTrue(header.IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE, file)
             self.assertTrue(header.IMAGE_DLLCHARACTERISTICS_NX_COMPAT, file)
             self.assertTrue(image.DIRECTORY_ENTRY_BASERELOC, file)
+
+    def test_no_time_but_a_commit_s_is_told(self):
+        times = commit_times()
+        for file, image in self.images.items():
+            stamp = image.FILE_HEADER.TimeDateStamp
+            if stamp != 0:
+                time = datetime.datetime.fromtimestamp(stamp, datetime.timezone.utc)
+                self.assertIn(time.strftime(TIME_FORMAT), times, file)
 
 
 class Components(unittest.TestCase):
