@@ -86,10 +86,20 @@ void queryPort(const std::string &identifier, std::vector<std::string> &names)
     queryDevice(identifier);
 }
 
-void showPage(const std::vector<std::string> &slowAdapters)
+std::vector<std::string> slowAdapters()
 {
-    readAdapterList();
-    for (const std::string &name : slowAdapters)
+    std::vector<std::string> names;
+    const AdapterList list = readAdapterList();
+    for (const auto *adapter = list.get(); adapter; adapter = adapter->Next) {
+        if (adapter->IfType == IF_TYPE_ETHERNET_CSMACD && adapter->OperStatus == IfOperStatusUp)
+            names.push_back(QString::fromWCharArray(adapter->Description).toStdString());
+    }
+    return names;
+}
+
+void showPage()
+{
+    for (const std::string &name : slowAdapters())
         findDeviceNode(name);
 }
 
@@ -144,17 +154,6 @@ std::vector<std::string> savedPorts()
     return ports;
 }
 
-std::vector<std::string> slowAdapters()
-{
-    std::vector<std::string> names;
-    const AdapterList list = readAdapterList();
-    for (const auto *adapter = list.get(); adapter; adapter = adapter->Next) {
-        if (adapter->IfType == IF_TYPE_ETHERNET_CSMACD && adapter->OperStatus == IfOperStatusUp)
-            names.push_back(QString::fromWCharArray(adapter->Description).toStdString());
-    }
-    return names;
-}
-
 } // namespace
 
 int main()
@@ -162,13 +161,12 @@ int main()
     if (!platform::start())
         return 2;
     const std::vector<std::string> saved = savedPorts();
-    const std::vector<std::string> slow = slowAdapters();
     const CallCount calls;
     endPhase("preparation");
 
     // The wizard shows a page twice when its header changes.
-    showPage(slow);
-    showPage(slow);
+    showPage();
+    showPage();
     lightLamps(search(saved));
     endPhase("raw calls");
     calls.print();

@@ -30,6 +30,7 @@ class WineBench:
         self.build = build
         self.qt = qt_folder(build)
         self.stack = contextlib.ExitStack()
+        self._use_one_processor()
         prefixes = build / "wine"
         prefixes.mkdir(exist_ok=True)
         folder = pathlib.Path(self.stack.enter_context(tempfile.TemporaryDirectory(dir=prefixes)))
@@ -46,6 +47,13 @@ class WineBench:
 
     def __exit__(self, *_):
         self.stack.close()
+
+    def _use_one_processor(self):
+        """On more than one the program searches while it paints and would cost less than its parts,
+        and a call waits for the processor of Wine's server to wake."""
+        processors = os.sched_getaffinity(0)
+        self.stack.callback(os.sched_setaffinity, 0, processors)
+        os.sched_setaffinity(0, {min(processors)})
 
     def _run(self, program, *arguments):
         process = self.pc.start(
