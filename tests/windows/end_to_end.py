@@ -53,8 +53,9 @@ SLOTTED_PORTS = [
     "Example Adapter. PCI Slot: 5, Port: 0",
 ]
 
-# Far less than one in a search. Threads of Qt's own, which have handles, come and go.
-TOLERATED_GROWTH = {"memory": 1024 * 1024, "handles": 8, "threads": 4, "GDI objects": 0}
+# Far less than one in a search. Threads of Qt's own, which have handles, come and go, and painting
+# holds one more GDI object now and then.
+TOLERATED_GROWTH = {"memory": 1024 * 1024, "handles": 8, "threads": 4, "GDI objects": 4}
 
 
 def adapter_pair(first, second, state):
