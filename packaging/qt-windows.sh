@@ -3,6 +3,9 @@
 # features that the program uses. Prints the finished folder's path as the last line of standard
 # output; a second run finds the folder and ends at once, an interrupted run goes on where it was.
 #
+# qt-windows.sha256 records the files that are downloaded; others are refused. The folder's name holds a
+# checksum of what the built bytes depend on: the recipe, the recorded files and the installed compiler.
+#
 #   qt-windows.sh                builds
 #   qt-windows.sh --print-path   only prints the path
 #
@@ -18,13 +21,18 @@ set -euo pipefail
 readonly qt_version=6.8.2
 recipe_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 toolchain=$recipe_dir/windows-toolchain.cmake
-key=$(cat "$recipe_dir/qt-windows.sh" "$toolchain" | sha256sum | cut -c1-12)
+sums=$recipe_dir/qt-windows.sha256
 cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/orvanta-configurator
-result=$cache_dir/qt-windows-$qt_version-$key
 work=$cache_dir/qt-windows.work
 stage=$work/stage
 log=$work/log
-readonly recipe_dir toolchain key cache_dir result work stage log
+readonly recipe_dir toolchain sums cache_dir work stage log
+
+readonly build_packages=(ccache cmake dpkg-dev g++ ninja-build)
+readonly compiler_packages=(
+    binutils-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix gcc-mingw-w64-base gcc-mingw-w64-x86-64-posix
+    gcc-mingw-w64-x86-64-posix-runtime
+)
 
 readonly modules_off=(androiddeployqt dbus network printsupport qmake sql xml)
 
@@ -112,14 +120,14 @@ configure() {
 
 packages() {
     local package missing=()
-    for package in ccache cmake dpkg-dev g++ g++-mingw-w64-x86-64-posix ninja-build; do
+    for package in "${build_packages[@]}" "${compiler_packages[@]}"; do
         [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
             missing+=("$package")
     done
     [[ ${#missing[@]} -eq 0 ]] && return
     say "Installing ${missing[*]}"
-    logged as_root apt-get update
-    logged as_root env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
+    as_root apt-get update -qq >&2
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qq --yes --no-install-recommends "${missing[@]}" >&2
 }
 
 # The machine's own Debian mirror, asked for Debian 13. Debian 12 knows two formats of this file.
@@ -151,7 +159,9 @@ download() {
     cd "$work/download"
     logged apt_trixie source --download-only qt6-base
     logged apt_trixie download mingw-w64-common mingw-w64-x86-64-dev
-    compgen -G "qt6-base_$qt_version+*.dsc" >/dev/null || fail "Debian 13 no longer has Qt $qt_version: $(echo *.dsc)"
+    sha256sum --check --strict --quiet "$sums" >>"$log" 2>&1 && return
+    fail "expected the files of $sums, but Debian 13 now has others. To build from those, write these lines to it (and qt_version here, if Qt's has changed):
+$(sha256sum ./*.* | sed 's|\./||')"
 }
 
 unpack() {
@@ -219,18 +229,22 @@ finish() {
     rm -rf "$work"
 }
 
-if [[ ${1:-} == --print-path ]]; then
+[[ $# -eq 0 || $* == --print-path ]] || fail "expected --print-path or nothing, found: $*"
+[[ $# -gt 0 ]] || packages
+compiler=$(dpkg-query --show "${compiler_packages[@]}" 2>/dev/null) ||
+    fail "expected these packages to be installed: ${compiler_packages[*]}"
+key=$({ cat "$recipe_dir/qt-windows.sh" "$toolchain" "$sums" && echo "$compiler"; } | sha256sum | cut -c1-12)
+readonly key result=$cache_dir/qt-windows-$qt_version-$key
+if [[ $# -gt 0 ]]; then
     echo "$result"
     exit
 fi
-[[ $# -eq 0 ]] || fail "unknown argument: $1"
 
 mkdir -p "$cache_dir"
 exec 8>"$cache_dir/qt-windows.lock"
 flock 8
 if [[ ! -d $result ]]; then
     open_work
-    packages
     step download "Downloading Qt's source package and the Windows headers"
     step unpack "Unpacking"
     step host_tools "Building Qt's tools for this machine"
