@@ -1,21 +1,9 @@
 #include "adapter_page/LinkRules.h"
 
-#include "discovery/AdapterInfo.h"
-
-#include <optional>
+#include "discovery/EntryText.h"
 
 namespace
 {
-
-std::optional<QString> pciSlotText(const QString &entryText)
-{
-    const qsizetype slot = entryText.indexOf(pciSlotMarker);
-    const qsizetype port = entryText.indexOf(pciPortMarker);
-    if (slot == -1 || port == -1)
-        return std::nullopt;
-    const qsizetype begin = slot + pciSlotMarker.size();
-    return entryText.mid(begin, port - begin);
-}
 
 struct Lamp {
     const char *image;
@@ -35,16 +23,6 @@ Lamp lamp(int status)
 }
 
 } // namespace
-
-QString dualLinkText(const QStringList &entryTexts)
-{
-    return entryTexts.join(dualLinkSeparator);
-}
-
-QStringList dualLinkParts(const QString &dualLinkText)
-{
-    return dualLinkText.split(dualLinkSeparator, Qt::KeepEmptyParts, Qt::CaseSensitive);
-}
 
 bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText)
 {

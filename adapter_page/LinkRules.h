@@ -1,13 +1,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
-
-/// Returns the display text of a Dual Link: the entry texts joined by " + ", in order.
-QString dualLinkText(const QStringList &entryTexts);
-
-/// Returns the entry texts of a Dual Link's display text.
-QStringList dualLinkParts(const QString &dualLinkText);
 
 /// Returns whether two entry texts name the same PCI slot. Entries that cannot be parsed count as
 /// the same adapter.

@@ -1,3 +1,5 @@
+// The adapter page, construction: its form, models, signals, loading animation and wizard fields.
+
 #include "adapter_page/NetworkAdapterSelectorPage.h"
 
 #include <QItemSelectionModel>

@@ -10,17 +10,17 @@
 #include <QFutureWatcher>
 #include <QStandardItemModel>
 #include <QStringList>
+#include <QVariant>
 #include <QWizardPage>
 
 class QAbstractItemView;
-class QVariant;
 struct AdapterInfo;
 
 /// Second page: lists the kernel's ports and lets the user make connections from them. Publishes
 /// the connections as the wizard fields "SingleLink" and "DualLink".
 ///
-/// Every row of the three lists shows an entry text; `Qt::UserRole + 1` holds what is published
-/// for it and `Qt::UserRole + 2` its description. Rows of the Dual list hold lists of two.
+/// Every row of the three lists is one item with the values of three roles. Rows of the Dual list
+/// publish and describe two ports, as lists of two.
 class NetworkAdapterSelectorPage : public QWizardPage, private Ui::NetworkAdapterSelectorPage
 {
     Q_OBJECT
@@ -28,6 +28,13 @@ class NetworkAdapterSelectorPage : public QWizardPage, private Ui::NetworkAdapte
     Q_PROPERTY(QStringList dualLinkResult READ publishedDualLinks)
 
 public:
+    /// The entry text of a port, or the text of a Dual Link.
+    static constexpr int textRole = Qt::DisplayRole;
+    /// The identifier that is published for a port.
+    static constexpr int publishedRole = Qt::UserRole + 1;
+    /// The description of a port.
+    static constexpr int descriptionRole = Qt::UserRole + 2;
+
     explicit NetworkAdapterSelectorPage(QWidget *parent);
     ~NetworkAdapterSelectorPage() override;
 
@@ -72,15 +79,30 @@ private slots:
     QString dualLinkConcat(const QStringList &texts);
 
 private:
+    // Search presentation
     static bool isAnythingToSearch();
     bool isSearching() const;
     void startSearch();
     void showAdapterError(int code, int number);
     void appendResults(const OrvantaSearchResults &results);
     void pruneAvailableAdapters();
+
+    // Status icons
     static void updateStatusIcons(QStandardItemModel *model, bool isDualList);
     void updateAllStatusIcons();
 
+    // Link editing
+    static bool isSameAdapterSelected(QAbstractItemView *view);
+
+    // List rows
+    struct Row {
+        QString text;
+        QVariant data1;
+        QVariant data2;
+    };
+    static Row rowAt(const QModelIndex &index);
+    static Row takeFirstSelected(const QAbstractItemView &view);
+    static QList<Row> takeAllRows(QAbstractItemView &view, QStandardItemModel &model);
     static void takeSelectedRow(QAbstractItemView *view, QString &text, QString &data1,
                                 QString &data2);
     static void takeSelectedDualRow(QAbstractItemView *view, QString &text, QStringList &data1,
@@ -91,7 +113,6 @@ private:
                             const QVariant &data2);
     void appendDualParts(const QString &text, const QStringList &data1, const QStringList &data2);
     static void clearList(QAbstractItemView &view, QStandardItemModel &model);
-    static bool isSameAdapterSelected(QAbstractItemView *view);
 
     QFutureWatcher<OrvantaSearchResults> m_searchWatcher;
     QStandardItemModel m_availableModel;

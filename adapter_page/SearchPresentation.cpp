@@ -1,15 +1,14 @@
-#include "adapter_page/LinkRules.h"
+// The adapter page, search presentation: starting the search, showing what it found or why it
+// failed.
+
 #include "adapter_page/NetworkAdapterSelectorPage.h"
-#include "adapter_page/SubstringIndex.h"
 #include "app/ConnectionConfig.h"
 #include "discovery/AdapterInfo.h"
+#include "discovery/EntryText.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/WindowsAdapters.h"
 
-#include <QHash>
-#include <QIcon>
 #include <QMessageBox>
-#include <QPixmap>
 #include <QScopedValueRollback>
 #include <QSet>
 #include <QStyle>
@@ -53,16 +52,33 @@ QSet<QString> textsOf(const QStandardItemModel &model)
     return texts;
 }
 
-int entryStatus(const QString &entryText)
+/// The texts of the Dual Links, letter case left aside.
+class DualLinkTexts
 {
-    return NetworkAdapterSelectorPage::queryAdapterStatus(adapterNameOf(entryText));
-}
+public:
+    /// The texts hold no NUL: one ends each of them, so that nothing is found across two.
+    explicit DualLinkTexts(const QSet<QString> &texts)
+    {
+        for (const QString &text : texts) {
+            const QString folded = text.toCaseFolded();
+            m_texts += folded + QChar::Null;
+            for (const QString &port : dualLinkParts(folded))
+                m_ports.insert(port);
+        }
+    }
 
-int dualEntryStatus(const QString &dualLinkText)
-{
-    const QStringList parts = dualLinkParts(dualLinkText);
-    return dualLinkStatus(entryStatus(parts.value(0)), entryStatus(parts.value(1)));
-}
+    /// Returns whether one of the texts contains another one. Most often that is a port of a Dual
+    /// Link, which is found at once: going through all texts takes long on a large PC.
+    bool contains(const QString &text) const
+    {
+        const QString folded = text.toCaseFolded();
+        return m_ports.contains(folded) || m_texts.contains(folded);
+    }
+
+private:
+    QSet<QString> m_ports;
+    QString m_texts;
+};
 
 } // namespace
 
@@ -151,8 +167,7 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
     const QSet<QString> singleLinks = textsOf(m_singleLinkModel);
     const QSet<QString> excluded(m_excludedAdapters.begin(), m_excludedAdapters.end());
-    // Entry texts hold no NUL.
-    SubstringIndex dualLinks(textsOf(m_dualLinkModel));
+    const DualLinkTexts dualLinks(textsOf(m_dualLinkModel));
 
     QList<QStandardItem *> kept;
     for (QStandardItem *item : m_availableModel.takeColumn(0)) {
@@ -170,28 +185,6 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
     }
     clearList(*availableAdaptersList, m_availableModel);
     m_availableModel.invisibleRootItem()->appendRows(kept);
-}
-
-void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bool isDualList)
-{
-    // Reading an image takes longer than all the rest of a row. Through a pixmap Qt remembers it by
-    // its file: an icon made of the file would add to Qt's cache with every search.
-    QHash<int, QIcon> lamps;
-    for (int row = 0; row < model->rowCount(); ++row) {
-        QStandardItem *item = model->item(row);
-        const int status = isDualList ? dualEntryStatus(item->text()) : entryStatus(item->text());
-        if (!lamps.contains(status))
-            lamps.insert(status, QIcon(QPixmap(lampImage(status))));
-        item->setIcon(lamps.value(status));
-        item->setData(lampDescription(status), Qt::AccessibleDescriptionRole);
-    }
-}
-
-void NetworkAdapterSelectorPage::updateAllStatusIcons()
-{
-    updateStatusIcons(&m_availableModel, false);
-    updateStatusIcons(&m_singleLinkModel, false);
-    updateStatusIcons(&m_dualLinkModel, true);
 }
 
 void NetworkAdapterSelectorPage::showAdapterError(int code, int number)
@@ -225,9 +218,4 @@ QString NetworkAdapterSelectorPage::adapterErrorText(int code, int number)
 int NetworkAdapterSelectorPage::enumerateWindowsAdapters(QList<AdapterInfo> &adapters)
 {
     return ::enumerateWindowsAdapters(adapters);
-}
-
-int NetworkAdapterSelectorPage::queryAdapterStatus(const QString &adapterName)
-{
-    return ::queryAdapterStatus(adapterName);
 }

@@ -33,14 +33,15 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
     windows.SetConsoleTextAttribute(console, brightRed);
 
     const char *name = "";
-    platform::kernelApi().errorName(code, &name, platform::OVF_NO_FLAGS);
+    platform::kernelApi().errorName(platform::KernelCode{code}, &name, platform::OVF_NO_FLAGS);
     std::printf("ERROR (%08X = '%s') -\n  %s: %s\n", code, orEmpty(name), command, message);
     // The colour holds for what has reached the console by then.
     std::fflush(stdout);
     windows.SetConsoleTextAttribute(console, info.wAttributes);
 
     const char *text = nullptr;
-    if (platform::kernelApi().errorText(code, command, &text, platform::OVF_NO_FLAGS) != 0)
+    if (platform::kernelApi().errorText(platform::KernelCode{code}, command, &text,
+                                        platform::OVF_NO_FLAGS) != 0)
         return;
     printLine(text, true);
 }

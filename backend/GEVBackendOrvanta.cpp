@@ -2,7 +2,6 @@
 
 #include "backend/ErrorReport.h"
 #include "backend/Exceptions.h"
-#include "backend/SharedData.h"
 #include "platform/KernelApi.h"
 
 #include <cstdlib>
@@ -16,23 +15,25 @@ namespace DPL
 using platform::kernelApi;
 using platform::OVF_KERNEL_EXEC;
 using platform::OVF_NO_FLAGS;
+using platform::SharedData;
 
 GEVBackendOrvanta *GEVBackendOrvanta::s_currentBackend = nullptr;
 
 namespace
 {
 
-/// Prints a failed kernel call; prints nothing for code 0.
-void report(std::uint32_t code, const std::string &command, const std::string &failure = {})
+/// Prints a failed kernel call. Nothing is built for code 0: closing a session needs no memory.
+void report(std::uint32_t code, const char *command, const char *prefix = "")
 {
-    const std::string prefix = failure.empty() ? failure : failure + ": ";
-    const std::string message = prefix + "Error running command " + command;
-    printKernelError(code, command.c_str(), message.c_str());
+    if (code == 0)
+        return;
+    const std::string message = std::string(prefix) + "Error running command " + command;
+    printKernelError(code, command, message.c_str());
 }
 
-[[noreturn]] void fail(std::uint32_t code, const std::string &command, const std::string &failure)
+[[noreturn]] void fail(std::uint32_t code, const char *command, const std::string &failure)
 {
-    report(code, command, failure);
+    report(code, command, (failure + ": ").c_str());
     throw std::runtime_error(failure);
 }
 
@@ -87,7 +88,7 @@ void GEVBackendOrvanta::createSharedMemory()
                                                                 sizeof(SharedData), OVF_NO_FLAGS);
     report(code,
            "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)",
-           "Unable to create shared memory!");
+           "Unable to create shared memory!: ");
     throwOnError(translateKernelError(code));
 
     SharedData *sd = sharedData(getSharedDataHandle(),
@@ -117,7 +118,8 @@ void GEVBackendOrvanta::loadKernelLibrary()
              "OV_loadKernel(&kernel, getKernelLibraryPath().c_str(), NULL, NULL, OVF_KERNEL_EXEC)",
              "Unable to load DLL! Is the DLL in the search path?");
 
-    // A refused block is reported, and the session goes on without it.
+    // Tested, too: a refused block is reported, and a write through null would end the program
+    // before the driver is closed.
     if (SharedData *sd = sharedData(m_sharedMemHandle.value, getSharedMemory))
         sd->kernelHandle = kernelHandle();
 }

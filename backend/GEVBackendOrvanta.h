@@ -1,17 +1,10 @@
 #pragma once
 
 #include "backend/GEVBackendBase.h"
+#include "platform/KernelRecords.h"
 
 namespace DPL
 {
-
-/// The record that OV_getSystemInformation fills.
-struct SystemInformation {
-    /// Size of the record in bytes.
-    std::uint32_t size;
-    std::uint8_t content[676];
-};
-static_assert(sizeof(SystemInformation) == 680);
 
 /// One session with the real-time kernel. Installs a process-wide terminate handler that releases
 /// the most recent session's kernel resources. Used on one thread.
@@ -25,8 +18,9 @@ public:
     ~GEVBackendOrvanta();
 
     /// Opens the driver, creates the shared memory and loads the kernel-side library. On a session
-    /// that is open already, only loads the library again. Throws std::runtime_error, or the DPL
-    /// exception of the code when the shared memory cannot be created.
+    /// that is open already, reads the system information and loads the library again. Throws
+    /// std::runtime_error, or the DPL exception of the code when the shared memory cannot be
+    /// created.
     void open() override;
     void updateDevices() override;
     std::vector<AdapterInfo> devices() const override;
@@ -75,7 +69,7 @@ private:
     void loadKernelLibrary();
 
     State m_state = State::Closed;
-    SystemInformation m_systemInfo{};
+    platform::SystemInformation m_systemInfo{};
     KernelHandle m_sharedMemHandle{};
     std::string m_kernelLibraryDir;
     bool m_optionA;

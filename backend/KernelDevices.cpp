@@ -2,7 +2,6 @@
 #include "backend/GEVBackendOrvanta.h"
 #include "platform/KernelApi.h"
 
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -10,24 +9,12 @@
 namespace DPL
 {
 
+using platform::DeviceInfo;
 using platform::kernelApi;
 using platform::OVF_NO_FLAGS;
 
 namespace
 {
-
-/// The kernel library's record of one device. Texts may lack their NUL.
-struct DeviceInfo {
-    /// Size of the record in bytes.
-    std::uint32_t size;
-    char libraryBytes4[80];
-    char description[160];
-    /// The library's fields behind the name are not known: the text ends with the record at last.
-    char friendlyName[960];
-};
-static_assert(offsetof(DeviceInfo, description) == 84);
-static_assert(offsetof(DeviceInfo, friendlyName) == 244);
-static_assert(sizeof(DeviceInfo) == 1204);
 
 template <std::size_t Size>
 std::string textOf(const char (&field)[Size])
@@ -79,7 +66,7 @@ void GEVBackendOrvanta::enumerateDevices()
     m_devices.clear();
     std::uint8_t orvantaCount = 0;
     for (std::uint32_t index = 0;; ++index) {
-        char identifier[256] = {};
+        char identifier[platform::deviceIdentifierSize] = {};
         const std::uint32_t code =
             kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier, OVF_NO_FLAGS);
         if (code != 0) {

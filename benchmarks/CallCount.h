@@ -22,7 +22,7 @@ public:
         count("SetupDiGetDeviceRegistryPropertyA", windows.SetupDiGetDeviceRegistryPropertyA);
         count("K32EnumDeviceDrivers", windows.K32EnumDeviceDrivers);
         count("K32GetDeviceDriverBaseNameA", windows.K32GetDeviceDriverBaseNameA);
-        platform::kernelApi().forEachOperation([this](auto &operation) {
+        platform::kernelApi().forEach([this](auto &operation) {
             count("kernel operation " + std::to_string(operation.ordinal), operation.function);
         });
     }

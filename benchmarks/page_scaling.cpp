@@ -141,7 +141,7 @@ int main(int argc, char *argv[])
 
     Page page;
     // The lamps read Windows' list once a row, whatever the program does: that is counted apart.
-    platform::windowsApi().GetAdaptersAddresses = refuseAtOnce;
+    platform::windowsApi().GetAdaptersAddresses.function = refuseAtOnce;
     page.finishSearch();
     page.click("createSingleLink", "availableAdaptersList", 1);
     page.click("createDualLink", "availableAdaptersList", 2);

@@ -3,6 +3,7 @@
 #include "app/ConnectionConfig.h"
 #include "backend/KernelAdapters.h"
 #include "discovery/AdapterInfo.h"
+#include "discovery/EntryText.h"
 #include "discovery/OrvantaSearchResults.h"
 #include "platform/FileLocations.h"
 #include "platform/WindowsApi.h"
@@ -67,7 +68,7 @@ DualLinkEntry dualLinkEntry(const AdapterInfo &first, const AdapterInfo &second)
 {
     const AdapterEntry firstEntry = adapterEntry(first);
     const AdapterEntry secondEntry = adapterEntry(second);
-    return {QString::fromUtf8((first.name + dualLinkSeparator.toStdString() + second.name).c_str()),
+    return {QString::fromUtf8(dualLinkText(first.name, second.name).c_str()),
             {firstEntry.deviceId, secondEntry.deviceId},
             {firstEntry.description, secondEntry.description}};
 }
@@ -91,10 +92,12 @@ void OrvantaConfig::searchAdapters(OrvantaSearchResults &results)
     QList<AdapterInfo> available;
     QList<QList<AdapterInfo>> connections;
 
+    QString errorText;
     if (isOrvantaInstalled())
-        listKernelAdapters(nullptr, available, configured, connections, results.errorMessage);
+        listKernelAdapters(nullptr, available, configured, connections, errorText);
     else
-        results.errorMessage = "Orvanta not found. Please install the Orvanta drivers.";
+        errorText = "Orvanta not found. Please install the Orvanta drivers.";
+    results.errorMessage = errorText;
 
     for (const QList<AdapterInfo> &link : connections) {
         if (link.size() == 1)

@@ -1,6 +1,7 @@
 #include "discovery/PciLocation.h"
 
 #include "discovery/AdapterInfo.h"
+#include "discovery/EntryText.h"
 #include "platform/WindowsApi.h"
 
 #include <QList>
@@ -35,6 +36,7 @@ bool readDevice(HDEVINFO set, DWORD index, SP_DEVINFO_DATA &device)
 }
 
 /// Returns the property's text up to its first NUL, nothing when the device has no such property.
+/// The function that ends in A returns texts in the local code page.
 std::optional<QString> readProperty(HDEVINFO set, SP_DEVINFO_DATA &device, DWORD property,
                                     DWORD bufferSize)
 {
@@ -117,11 +119,12 @@ QString twinSuffix(const MatchedDevice &matched, const QString &deviceDescriptio
 /// Returns one number for each run of digits.
 QList<int> locationNumbers(const QString &location)
 {
-    static const QRegularExpression digits(R"(\d+)");
+    // Each call uses a copy of its own: two threads may parse at the same time.
+    static const QRegularExpression pattern(R"(\d+)");
+    const QRegularExpression digits = pattern;
     QList<int> numbers;
     for (const QRegularExpressionMatch &match : digits.globalMatch(location)) {
-        // The pattern has no group 1, so every number is 0. Other programs of the installation
-        // rely on these slots and ports: do not add a group.
+        // The pattern has no group 1, so every number is 0. That is required: do not add a group.
         numbers.append(match.captured(1).toInt());
     }
     return numbers;

@@ -1,6 +1,7 @@
 #include "discovery/WindowsAdapters.h"
 
 #include "discovery/AdapterInfo.h"
+#include "discovery/EntryText.h"
 #include "discovery/PciLocation.h"
 #include "platform/WindowsApi.h"
 

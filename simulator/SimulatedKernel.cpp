@@ -19,6 +19,7 @@ using platform::OVF_NO_FLAGS;
 namespace
 {
 
+const KernelApi table;
 constexpr std::uint32_t success = 0;
 constexpr std::uint32_t invalidParameter = 0x10060000;
 constexpr std::uint32_t notOpened = 0x100D0000;
@@ -104,18 +105,18 @@ private:
     const SimulatedKernelDevice *findDevice(const char *identifier) const;
 
     /// Runs an operation, unless it is to fail.
-    template <typename Operation, typename Body>
-    std::uint32_t run(Body body)
+    template <typename Body>
+    std::uint32_t run(std::uint16_t ordinal, Body body)
     {
         const std::lock_guard lock(m_mutex);
-        const auto failure = m_settings.failures.constFind(Operation::ordinal);
+        const auto failure = m_settings.failures.constFind(ordinal);
         return failure == m_settings.failures.constEnd() ? body() : *failure;
     }
 
-    template <typename Operation, typename Body>
-    std::uint32_t runWhenOpen(Body body)
+    template <typename Body>
+    std::uint32_t runWhenOpen(std::uint16_t ordinal, Body body)
     {
-        return run<Operation>([&] { return m_isDriverOpen ? body() : notOpened; });
+        return run(ordinal, [&] { return m_isDriverOpen ? body() : notOpened; });
     }
 
     const SimulatedKernelSettings m_settings;
@@ -180,7 +181,7 @@ std::uint32_t SimulatedKernel::State::openDriver(const char *customerNr)
     note(QString("OV_openDriver(%1)").arg(quoted(customerNr)));
     // Without the lock: the calls so far stay readable while the driver opens.
     std::this_thread::sleep_for(std::chrono::milliseconds(m_settings.openDelayMs));
-    return run<decltype(KernelApi::OV_openDriver)>([&] {
+    return run(table.OV_openDriver.ordinal, [&] {
         if (!customerNr)
             return invalidParameter;
         m_isDriverOpen = true;
@@ -191,7 +192,7 @@ std::uint32_t SimulatedKernel::State::openDriver(const char *customerNr)
 std::uint32_t SimulatedKernel::State::closeDriver()
 {
     note("closeDriver()");
-    return runWhenOpen<decltype(KernelApi::closeDriver)>([&] {
+    return runWhenOpen(table.closeDriver.ordinal, [&] {
         m_isDriverOpen = false;
         m_loadedKernels.clear();
         return success;
@@ -202,7 +203,7 @@ std::uint32_t SimulatedKernel::State::errorName(std::uint32_t code, const char *
                                                 std::uint32_t flags)
 {
     note(QString("errorName(%1, %2)").arg(codeText(code)).arg(flags));
-    return run<decltype(KernelApi::errorName)>([&] {
+    return run(table.errorName.ordinal, [&] {
         if (!name || flags != OVF_NO_FLAGS)
             return invalidParameter;
         *name = m_errorName.constData();
@@ -214,7 +215,7 @@ std::uint32_t SimulatedKernel::State::errorText(std::uint32_t code, const char *
                                                 const char **text, std::uint32_t flags)
 {
     note(QString("errorText(%1, %2, %3)").arg(codeText(code), quoted(command)).arg(flags));
-    return run<decltype(KernelApi::errorText)>([&] {
+    return run(table.errorText.ordinal, [&] {
         if (!command || !text || flags != OVF_NO_FLAGS)
             return invalidParameter;
         *text = m_errorText.constData();
@@ -226,7 +227,7 @@ std::uint32_t SimulatedKernel::State::getSharedMem(std::uint32_t handle, void **
                                                    std::uint32_t flags)
 {
     note(QString("OV_getSharedMemEx(%1, %2)").arg(handle).arg(flags));
-    return runWhenOpen<decltype(KernelApi::OV_getSharedMemEx)>([&] {
+    return runWhenOpen(table.OV_getSharedMemEx.ordinal, [&] {
         const auto block = m_sharedMemory.find(handle);
         if (block == m_sharedMemory.end() || !address || flags != OVF_NO_FLAGS)
             return invalidParameter;
@@ -239,7 +240,7 @@ std::uint32_t SimulatedKernel::State::createSharedMem(std::uint32_t *handle, con
                                                       std::uint32_t size, std::uint32_t flags)
 {
     note(QString("OV_createSharedMemEx(%1, %2, %3)").arg(quoted(name)).arg(size).arg(flags));
-    return runWhenOpen<decltype(KernelApi::OV_createSharedMemEx)>([&] {
+    return runWhenOpen(table.OV_createSharedMemEx.ordinal, [&] {
         if (!handle || size == 0 || flags != OVF_NO_FLAGS)
             return invalidParameter;
         *handle = ++m_lastHandle;
@@ -251,7 +252,7 @@ std::uint32_t SimulatedKernel::State::createSharedMem(std::uint32_t *handle, con
 std::uint32_t SimulatedKernel::State::freeSharedMem(std::uint32_t handle, std::uint32_t flags)
 {
     note(QString("freeSharedMem(%1, %2)").arg(handle).arg(flags));
-    return runWhenOpen<decltype(KernelApi::freeSharedMem)>([&] {
+    return runWhenOpen(table.freeSharedMem.ordinal, [&] {
         if (flags != OVF_NO_FLAGS || m_sharedMemory.erase(handle) == 0)
             return invalidParameter;
         return success;
@@ -265,7 +266,7 @@ std::uint32_t SimulatedKernel::State::loadKernel(std::uint32_t *kernel, const ch
     note(QString("OV_loadKernel(%1, %2, %3, %4)")
              .arg(quoted(path), pointerText(first), pointerText(second))
              .arg(flags));
-    return runWhenOpen<decltype(KernelApi::OV_loadKernel)>([&] {
+    return runWhenOpen(table.OV_loadKernel.ordinal, [&] {
         if (!kernel || !path || *path == '\0' || flags != OVF_KERNEL_EXEC)
             return invalidParameter;
         *kernel = ++m_lastHandle;
@@ -277,8 +278,8 @@ std::uint32_t SimulatedKernel::State::loadKernel(std::uint32_t *kernel, const ch
 std::uint32_t SimulatedKernel::State::freeKernel(std::uint32_t kernel)
 {
     note(QString("freeKernel(%1)").arg(kernel));
-    return runWhenOpen<decltype(KernelApi::freeKernel)>(
-        [&] { return m_loadedKernels.remove(kernel) ? success : invalidParameter; });
+    return runWhenOpen(table.freeKernel.ordinal,
+                       [&] { return m_loadedKernels.remove(kernel) ? success : invalidParameter; });
 }
 
 std::uint32_t SimulatedKernel::State::enumDevices(const char *deviceClass, const char *bus,
@@ -289,7 +290,7 @@ std::uint32_t SimulatedKernel::State::enumDevices(const char *deviceClass, const
              .arg(quoted(deviceClass), quoted(bus), pointerText(reserved))
              .arg(index)
              .arg(flags));
-    return runWhenOpen<decltype(KernelApi::OV_enumDevicesEx)>([&] {
+    return runWhenOpen(table.OV_enumDevicesEx.ordinal, [&] {
         if (!deviceClass || !bus || !identifier || flags != OVF_NO_FLAGS)
             return invalidParameter;
         // Every device of a simulated PC is a network device on the PCI bus.
@@ -306,7 +307,7 @@ std::uint32_t SimulatedKernel::State::getSystemInformation(const void *systemInf
 {
     const std::uint32_t size = sizeField(systemInformation);
     note(QString("OV_getSystemInformation(%1, %2)").arg(size).arg(flags));
-    return runWhenOpen<decltype(KernelApi::OV_getSystemInformation)>([&] {
+    return runWhenOpen(table.OV_getSystemInformation.ordinal, [&] {
         const bool isValid = size == systemInformationSize && flags == OVF_NO_FLAGS;
         return isValid ? success : invalidParameter;
     });
@@ -318,7 +319,7 @@ std::uint32_t SimulatedKernel::State::queryDeviceInformation(const char *identif
     const std::uint32_t size = sizeField(deviceInfo);
     note(
         QString("queryDeviceInformation(%1, %2, %3)").arg(quoted(identifier)).arg(size).arg(flags));
-    return runWhenOpen<decltype(KernelApi::queryDeviceInformation)>([&] {
+    return runWhenOpen(table.queryDeviceInformation.ordinal, [&] {
         if (!identifier || size != deviceInfoSize || flags != OVF_NO_FLAGS)
             return invalidParameter;
         const SimulatedKernelDevice *device = findDevice(identifier);
@@ -340,13 +341,13 @@ std::uint32_t SimulatedKernel::State::queryDeviceInformation(const char *identif
 std::uint32_t SimulatedKernel::State::releaseFirstObject(std::uint32_t handle, std::uint32_t flags)
 {
     note(QString("releaseFirstObject(%1, %2)").arg(handle).arg(flags));
-    return runWhenOpen<decltype(KernelApi::releaseFirstObject)>([] { return invalidParameter; });
+    return runWhenOpen(table.releaseFirstObject.ordinal, [] { return invalidParameter; });
 }
 
 std::uint32_t SimulatedKernel::State::releaseSecondObject(std::uint32_t handle, std::uint32_t flags)
 {
     note(QString("releaseSecondObject(%1, %2)").arg(handle).arg(flags));
-    return runWhenOpen<decltype(KernelApi::releaseSecondObject)>([] { return invalidParameter; });
+    return runWhenOpen(table.releaseSecondObject.ordinal, [] { return invalidParameter; });
 }
 
 SimulatedKernel::SimulatedKernel(const SimulatedKernelSettings &settings)

@@ -209,7 +209,7 @@ void readKernelDevice(const Json &json, SimulatedKernelDevice &device)
 QStringList kernelOrdinals()
 {
     QStringList ordinals;
-    platform::KernelApi().forEachOperation([&ordinals](const auto &operation) {
+    platform::KernelApi().forEach([&ordinals](const auto &operation) {
         ordinals.append(QString::number(operation.ordinal));
     });
     return ordinals;

@@ -362,8 +362,9 @@ platform::WindowsApi SimulatedWindows::functions()
     State *state = m_state.get();
     platform::WindowsApi api;
 
-    api.GetAdaptersAddresses = [state](ULONG family, ULONG flags, void *reserved,
-                                       IP_ADAPTER_ADDRESSES *addresses, ULONG *bufferSize) {
+    api.GetAdaptersAddresses.function = [state](ULONG family, ULONG flags, void *reserved,
+                                                IP_ADAPTER_ADDRESSES *addresses,
+                                                ULONG *bufferSize) {
         const DWORD error = state->run("GetAdaptersAddresses", [&] {
             return state->readAdapters(family, flags, reserved, addresses, bufferSize);
         });
@@ -372,49 +373,51 @@ platform::WindowsApi SimulatedWindows::functions()
         return error;
     };
 
-    api.SetupDiGetClassDevsW = [state](const GUID *classGuid, const wchar_t *enumerator,
-                                       HWND /*parent*/, DWORD /*flags*/) {
+    api.SetupDiGetClassDevsW.function = [state](const GUID *classGuid, const wchar_t *enumerator,
+                                                HWND /*parent*/, DWORD /*flags*/) {
         HDEVINFO set = INVALID_HANDLE_VALUE;
         state->run("SetupDiGetClassDevsW",
                    [&] { return state->openDeviceSet(classGuid, enumerator, set); });
         return set;
     };
-    api.SetupDiEnumDeviceInfo = [state](HDEVINFO set, DWORD index, SP_DEVINFO_DATA *info) -> BOOL {
+    api.SetupDiEnumDeviceInfo.function = [state](HDEVINFO set, DWORD index,
+                                                 SP_DEVINFO_DATA *info) -> BOOL {
         return state->run("SetupDiEnumDeviceInfo",
                           [&] { return state->readDevice(set, index, info); }) == NO_ERROR;
     };
-    api.SetupDiGetDeviceRegistryPropertyA = [state](HDEVINFO set, SP_DEVINFO_DATA *info,
-                                                    DWORD property, DWORD *type, BYTE *buffer,
-                                                    DWORD bufferSize, DWORD *requiredSize) -> BOOL {
+    api.SetupDiGetDeviceRegistryPropertyA.function =
+        [state](HDEVINFO set, SP_DEVINFO_DATA *info, DWORD property, DWORD *type, BYTE *buffer,
+                DWORD bufferSize, DWORD *requiredSize) -> BOOL {
         return state->run("SetupDiGetDeviceRegistryPropertyA", [&] {
             return state->readDeviceProperty(set, info, property, type, buffer, bufferSize,
                                              requiredSize);
         }) == NO_ERROR;
     };
 
-    api.K32EnumDeviceDrivers = [state](LPVOID *addresses, DWORD size, DWORD *neededSize) -> BOOL {
+    api.K32EnumDeviceDrivers.function = [state](LPVOID *addresses, DWORD size,
+                                                DWORD *neededSize) -> BOOL {
         return state->run("K32EnumDeviceDrivers", [&] {
             return state->readDrivers(addresses, size, neededSize);
         }) == NO_ERROR;
     };
-    api.K32GetDeviceDriverBaseNameA = [state](LPVOID address, char *name, DWORD size) {
+    api.K32GetDeviceDriverBaseNameA.function = [state](LPVOID address, char *name, DWORD size) {
         DWORD length = 0;
         state->run("K32GetDeviceDriverBaseNameA",
                    [&] { return state->readDriverName(address, name, size, length); });
         return length;
     };
 
-    api.GetStdHandle = [state](DWORD standardHandle) {
+    api.GetStdHandle.function = [state](DWORD standardHandle) {
         HANDLE console = INVALID_HANDLE_VALUE;
         state->run("GetStdHandle", [&] { return State::openConsole(standardHandle, console); });
         return console;
     };
-    api.GetConsoleScreenBufferInfo = [state](HANDLE console,
-                                             CONSOLE_SCREEN_BUFFER_INFO *info) -> BOOL {
+    api.GetConsoleScreenBufferInfo.function = [state](HANDLE console,
+                                                      CONSOLE_SCREEN_BUFFER_INFO *info) -> BOOL {
         return state->run("GetConsoleScreenBufferInfo",
                           [&] { return state->readConsole(console, info); }) == NO_ERROR;
     };
-    api.SetConsoleTextAttribute = [state](HANDLE console, WORD attributes) -> BOOL {
+    api.SetConsoleTextAttribute.function = [state](HANDLE console, WORD attributes) -> BOOL {
         return state->run("SetConsoleTextAttribute", [&] {
             return state->setConsoleAttributes(console, attributes);
         }) == NO_ERROR;

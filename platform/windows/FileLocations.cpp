@@ -5,9 +5,10 @@
 namespace platform
 {
 
+// Never destroyed, like the other tables.
 FileLocations &fileLocations()
 {
-    static FileLocations locations{
+    static FileLocations &locations = *new FileLocations{
         [](const std::string &windowsPath) { return windowsPath; },
         [] { return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation); },
     };

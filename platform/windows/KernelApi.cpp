@@ -4,6 +4,8 @@
 
 #include <QtDebug>
 
+#include <optional>
+
 namespace platform
 {
 
@@ -41,30 +43,33 @@ Binding bind(std::uint16_t ordinal)
     return {address, ERROR_PROC_NOT_FOUND};
 }
 
-template <std::uint16_t Ordinal, typename... Arguments>
-void bindAtFirstUse(KernelOperation<Ordinal, Arguments...> &operation)
+template <typename... Arguments>
+void bindAtFirstUse(KernelOperation<std::uint32_t(Arguments...)> &operation)
 {
-    operation.function = [](Arguments... arguments) -> std::uint32_t {
+    operation.function = [ordinal = operation.ordinal, binding = std::optional<Binding>()](
+                             Arguments... arguments) mutable -> std::uint32_t {
         using Function = std::uint32_t(WINAPI *)(Arguments...);
-        static const Binding binding = bind(Ordinal);
-        if (!binding.address)
-            return binding.error;
-        return reinterpret_cast<Function>(reinterpret_cast<void *>(binding.address))(arguments...);
+        if (!binding)
+            binding = bind(ordinal);
+        if (!binding->address)
+            return binding->error;
+        return reinterpret_cast<Function>(reinterpret_cast<void *>(binding->address))(arguments...);
     };
 }
 
-KernelApi makeApi()
+KernelApi *makeApi()
 {
-    KernelApi api;
-    api.forEachOperation([](auto &operation) { bindAtFirstUse(operation); });
+    auto *api = new KernelApi;
+    api->forEach([](auto &operation) { bindAtFirstUse(operation); });
     return api;
 }
 
 } // namespace
 
+// Never destroyed, like the other tables.
 KernelApi &kernelApi()
 {
-    static KernelApi api = makeApi();
+    static KernelApi &api = *makeApi();
     return api;
 }
 

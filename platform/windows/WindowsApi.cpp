@@ -3,19 +3,13 @@
 namespace platform
 {
 
+// Never destroyed: where the terminate handler ends the process, a search may still call through
+// the table.
 WindowsApi &windowsApi()
 {
-    static WindowsApi api{
-        ::GetAdaptersAddresses,
-        ::SetupDiGetClassDevsW,
-        ::SetupDiEnumDeviceInfo,
-        ::SetupDiGetDeviceRegistryPropertyA,
-        ::K32EnumDeviceDrivers,
-        ::K32GetDeviceDriverBaseNameA,
-        ::GetStdHandle,
-        ::GetConsoleScreenBufferInfo,
-        ::SetConsoleTextAttribute,
-    };
+#define PLATFORM_FUNCTION(Result, name, parameters) {#name, ::name},
+    static WindowsApi &api = *new WindowsApi{PLATFORM_WINDOWS_FUNCTIONS(PLATFORM_FUNCTION)};
+#undef PLATFORM_FUNCTION
     return api;
 }
 

@@ -710,7 +710,8 @@ void LinkEditingTest::asksForTheStatusAnew()
     SimulatedPc changedPc = m_pc->pc();
     changedPc.adapters = {{"Card 1", 6, 2}, {"Card 3", 6, 1}};
     SimulatedWindows changedWindows(changedPc);
-    platform::windowsApi().GetAdaptersAddresses = changedWindows.functions().GetAdaptersAddresses;
+    platform::windowsApi().GetAdaptersAddresses.function =
+        changedWindows.functions().GetAdaptersAddresses;
     user.press("clearSingleLink");
     QCOMPARE(user.lamps(availableList), QStringList({"red", "red", "white", "white", "green"}));
 }

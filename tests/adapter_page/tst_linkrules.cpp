@@ -1,5 +1,7 @@
 #include "adapter_page/LinkRules.h"
 
+#include "discovery/EntryText.h"
+
 #include <QTest>
 
 class LinkRulesTest : public QObject

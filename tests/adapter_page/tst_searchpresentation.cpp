@@ -106,7 +106,7 @@ QList<SimulatedKernelDevice> toKernelDevices(const Devices &devices)
 /// Has every reading of Windows' adapter list end with this result from now on.
 void endAdapterListsWith(ULONG result)
 {
-    platform::windowsApi().GetAdaptersAddresses = [result](auto...) { return result; };
+    platform::windowsApi().GetAdaptersAddresses.function = [result](auto...) { return result; };
 }
 
 void append(QStandardItemModel &model, const QString &text)
@@ -310,13 +310,13 @@ void SearchPresentationTest::keepsListsHiddenAfterError()
     QVERIFY(QFile::remove(m_pc->path("Windows/system32/Brelvix.run64.sys")));
     m_pc->pc().kernel.devices = toKernelDevices({{"A", "Port A"}});
     WizardUser &user = start();
-    const auto windowsAnswer = platform::windowsApi().GetAdaptersAddresses;
+    const auto windowsAnswer = platform::windowsApi().GetAdaptersAddresses.function;
     endAdapterListsWith(ERROR_NO_DATA);
     user.press(QWizard::NextButton);
     QVERIFY(!user.find<QWidget>("contents").isVisible());
 
     // Windows finds its adapters now, and the driver is there.
-    platform::windowsApi().GetAdaptersAddresses = windowsAnswer;
+    platform::windowsApi().GetAdaptersAddresses.function = windowsAnswer;
     m_pc->installDriver();
     showAdaptersAgain();
     user.waitForSearch();
@@ -507,7 +507,8 @@ void SearchPresentationTest::excludesWhatWindowsHasWhenShownLast()
     SimulatedPc changedPc = m_pc->pc();
     changedPc.adapters = {{"Port B", 6, up, gigabit}};
     SimulatedWindows changedWindows(changedPc);
-    platform::windowsApi().GetAdaptersAddresses = changedWindows.functions().GetAdaptersAddresses;
+    platform::windowsApi().GetAdaptersAddresses.function =
+        changedWindows.functions().GetAdaptersAddresses;
     showAdaptersAgain();
     kernel.letGo();
     user.waitForSearch();

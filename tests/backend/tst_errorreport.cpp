@@ -115,11 +115,11 @@ void TestErrorReport::printsNothingForCodeZero()
 {
     SimulatedMachine machine{SimulatedPc()};
     int consoleCalls = 0;
-    platform::windowsApi().GetStdHandle = [&](DWORD) -> HANDLE {
+    platform::windowsApi().GetStdHandle.function = [&](DWORD) -> HANDLE {
         ++consoleCalls;
         return nullptr;
     };
-    platform::windowsApi().SetConsoleTextAttribute = [&](HANDLE, WORD) -> BOOL {
+    platform::windowsApi().SetConsoleTextAttribute.function = [&](HANDLE, WORD) -> BOOL {
         ++consoleCalls;
         return TRUE;
     };
@@ -138,16 +138,17 @@ void TestErrorReport::asksAndPrintsInOrder()
     QStringList events;
 
     platform::WindowsApi &windows = platform::windowsApi();
-    windows.GetStdHandle = [&](DWORD) -> HANDLE {
+    windows.GetStdHandle.function = [&](DWORD) -> HANDLE {
         events.append("handle");
         return &events;
     };
-    windows.GetConsoleScreenBufferInfo = [&](HANDLE, CONSOLE_SCREEN_BUFFER_INFO *info) -> BOOL {
+    windows.GetConsoleScreenBufferInfo.function = [&](HANDLE,
+                                                      CONSOLE_SCREEN_BUFFER_INFO *info) -> BOOL {
         events.append("save");
         info->wAttributes = 0x17;
         return TRUE;
     };
-    windows.SetConsoleTextAttribute = [&](HANDLE, WORD attributes) -> BOOL {
+    windows.SetConsoleTextAttribute.function = [&](HANDLE, WORD attributes) -> BOOL {
         events.append(QString("colour %1 after %2 bytes").arg(attributes).arg(bytesWritten()));
         return TRUE;
     };
@@ -270,15 +271,16 @@ void TestErrorReport::usesTheStandardOutputHandle()
     DWORD askedFor = 0;
     QList<HANDLE> used;
     platform::WindowsApi &windows = platform::windowsApi();
-    windows.GetStdHandle = [&](DWORD standardHandle) -> HANDLE {
+    windows.GetStdHandle.function = [&](DWORD standardHandle) -> HANDLE {
         askedFor = standardHandle;
         return &console;
     };
-    windows.GetConsoleScreenBufferInfo = [&](HANDLE handle, CONSOLE_SCREEN_BUFFER_INFO *) -> BOOL {
+    windows.GetConsoleScreenBufferInfo.function = [&](HANDLE handle,
+                                                      CONSOLE_SCREEN_BUFFER_INFO *) -> BOOL {
         used.append(handle);
         return TRUE;
     };
-    windows.SetConsoleTextAttribute = [&](HANDLE handle, WORD) -> BOOL {
+    windows.SetConsoleTextAttribute.function = [&](HANDLE handle, WORD) -> BOOL {
         used.append(handle);
         return TRUE;
     };
@@ -293,9 +295,11 @@ void TestErrorReport::printsWithoutAConsole()
 {
     const SimulatedMachine machine{SimulatedPc()};
     platform::WindowsApi &windows = platform::windowsApi();
-    windows.GetStdHandle = [](DWORD) -> HANDLE { return nullptr; };
-    windows.GetConsoleScreenBufferInfo = [](HANDLE, CONSOLE_SCREEN_BUFFER_INFO *) { return FALSE; };
-    windows.SetConsoleTextAttribute = [](HANDLE, WORD) { return FALSE; };
+    windows.GetStdHandle.function = [](DWORD) -> HANDLE { return nullptr; };
+    windows.GetConsoleScreenBufferInfo.function = [](HANDLE, CONSOLE_SCREEN_BUFFER_INFO *) {
+        return FALSE;
+    };
+    windows.SetConsoleTextAttribute.function = [](HANDLE, WORD) { return FALSE; };
 
     QCOMPARE(printedBy(reportNoAccess),
              "ERROR (10160000 = 'EXAMPLE_ERROR') -\n  the command: the message\n\n");

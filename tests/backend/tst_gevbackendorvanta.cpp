@@ -1,7 +1,6 @@
 #include "backend/GEVBackendOrvanta.h"
 
 #include "backend/Exceptions.h"
-#include "backend/SharedData.h"
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/StandardOutput.h"
@@ -23,8 +22,8 @@
 
 using DPL::GEVBackendBase;
 using DPL::GEVBackendOrvanta;
-using DPL::SharedData;
 using platform::kernelApi;
+using platform::SharedData;
 
 namespace
 {

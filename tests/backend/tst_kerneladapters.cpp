@@ -249,7 +249,7 @@ void TestKernelAdapters::reportsAStandardException()
 void TestKernelAdapters::keepsTheRecordsBeforeAFailure()
 {
     const SimulatedMachine machine(pcWithTwoDevices());
-    auto &openDevices = platform::windowsApi().SetupDiGetClassDevsW;
+    auto &openDevices = platform::windowsApi().SetupDiGetClassDevsW.function;
     openDevices = [answer = openDevices, calls = 0](const GUID *classGuid,
                                                     const wchar_t *enumerator, HWND parent,
                                                     DWORD flags) mutable {

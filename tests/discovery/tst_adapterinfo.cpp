@@ -1,5 +1,7 @@
 #include "discovery/AdapterInfo.h"
 
+#include "discovery/EntryText.h"
+
 #include <QTest>
 
 #include <type_traits>

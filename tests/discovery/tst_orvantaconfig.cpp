@@ -224,7 +224,7 @@ void TestOrvantaConfig::asksForNoLoadedDriverWhenTheFileIsThere()
     pc.installDriver();
     const SimulatedMachine machine(pc.pc());
     int calls = 0;
-    windowsApi().K32EnumDeviceDrivers = [&](LPVOID *, DWORD, DWORD *) {
+    windowsApi().K32EnumDeviceDrivers.function = [&](LPVOID *, DWORD, DWORD *) {
         ++calls;
         return FALSE;
     };
@@ -279,12 +279,12 @@ void TestOrvantaConfig::asksForTheLoadedDriversInOrder()
     pc.pc().loadedDrivers = {"one.sys", "two.sys", "Brelvix.sys", "three.sys"};
     const SimulatedMachine machine(pc.pc());
     QStringList calls;
-    auto &enumerate = windowsApi().K32EnumDeviceDrivers;
+    auto &enumerate = windowsApi().K32EnumDeviceDrivers.function;
     enumerate = [&calls, answer = enumerate](LPVOID *addresses, DWORD size, DWORD *neededSize) {
         calls.append(QString("list in %1 bytes").arg(size));
         return answer(addresses, size, neededSize);
     };
-    auto &baseName = windowsApi().K32GetDeviceDriverBaseNameA;
+    auto &baseName = windowsApi().K32GetDeviceDriverBaseNameA.function;
     baseName = [&calls, answer = baseName](LPVOID address, char *name, DWORD size) {
         const DWORD length = answer(address, name, size);
         calls.append(QString("%1 in %2 characters").arg(QString::fromUtf8(name)).arg(size));
@@ -306,7 +306,7 @@ void TestOrvantaConfig::skipsADriverWithoutAName()
     TemporaryPc pc;
     pc.pc().loadedDrivers = {"one.sys", "two.sys"};
     const SimulatedMachine machine(pc.pc());
-    auto &baseName = windowsApi().K32GetDeviceDriverBaseNameA;
+    auto &baseName = windowsApi().K32GetDeviceDriverBaseNameA.function;
     int calls = 0;
     baseName = [&](LPVOID, char *name, DWORD) -> DWORD {
         // What a call that fails has left in the buffer does not count.
@@ -321,14 +321,14 @@ void TestOrvantaConfig::readsNoMoreAddressesThanReported()
 {
     TemporaryPc pc;
     const SimulatedMachine machine(pc.pc());
-    windowsApi().K32EnumDeviceDrivers = [](LPVOID *addresses, DWORD, DWORD *neededSize) {
+    windowsApi().K32EnumDeviceDrivers.function = [](LPVOID *addresses, DWORD, DWORD *neededSize) {
         for (int index = 0; index < 1024; ++index)
             addresses[index] = addresses;
         *neededSize = 3 * 8 + 7;
         return TRUE;
     };
     int names = 0;
-    windowsApi().K32GetDeviceDriverBaseNameA = [&](LPVOID, char *, DWORD) -> DWORD {
+    windowsApi().K32GetDeviceDriverBaseNameA.function = [&](LPVOID, char *, DWORD) -> DWORD {
         ++names;
         return 0;
     };
@@ -356,7 +356,7 @@ void TestOrvantaConfig::findsNoDriverWhenTheListFails()
     TemporaryPc pc;
     pc.pc().loadedDrivers = {"Brelvix.sys"};
     const SimulatedMachine machine(pc.pc());
-    auto &enumerate = windowsApi().K32EnumDeviceDrivers;
+    auto &enumerate = windowsApi().K32EnumDeviceDrivers.function;
     enumerate = [=, answer = enumerate](LPVOID *addresses, DWORD size, DWORD *neededSize) -> BOOL {
         answer(addresses, size, neededSize);
         *neededSize = reportedSize;

@@ -67,21 +67,21 @@ class DeviceCalls
 public:
     DeviceCalls() : m_saved(windowsApi())
     {
-        windowsApi().SetupDiGetClassDevsW = [this](const GUID *classGuid, const wchar_t *enumerator,
-                                                   HWND parent, DWORD flags) {
-            m_calls.append(QString("open %1 %2 %3 %4")
-                               .arg(guidText(*classGuid))
-                               .arg(enumerator == nullptr)
-                               .arg(parent == nullptr)
-                               .arg(flags));
-            return m_saved.SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
-        };
-        windowsApi().SetupDiEnumDeviceInfo = [this](HDEVINFO set, DWORD index,
-                                                    SP_DEVINFO_DATA *info) {
+        windowsApi().SetupDiGetClassDevsW.function =
+            [this](const GUID *classGuid, const wchar_t *enumerator, HWND parent, DWORD flags) {
+                m_calls.append(QString("open %1 %2 %3 %4")
+                                   .arg(guidText(*classGuid))
+                                   .arg(enumerator == nullptr)
+                                   .arg(parent == nullptr)
+                                   .arg(flags));
+                return m_saved.SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
+            };
+        windowsApi().SetupDiEnumDeviceInfo.function = [this](HDEVINFO set, DWORD index,
+                                                             SP_DEVINFO_DATA *info) {
             m_calls.append(QString("device %1 size %2").arg(index).arg(info->cbSize));
             return m_saved.SetupDiEnumDeviceInfo(set, index, info);
         };
-        windowsApi().SetupDiGetDeviceRegistryPropertyA =
+        windowsApi().SetupDiGetDeviceRegistryPropertyA.function =
             [this](HDEVINFO set, SP_DEVINFO_DATA *info, DWORD property, DWORD *type, BYTE *buffer,
                    DWORD bufferSize, DWORD *requiredSize) {
                 m_calls.append(QString("property %1 in %2 bytes").arg(property).arg(bufferSize));
@@ -108,7 +108,7 @@ private:
 /// Has a property of one device fail.
 void failProperty(DWORD failingProperty)
 {
-    auto &function = windowsApi().SetupDiGetDeviceRegistryPropertyA;
+    auto &function = windowsApi().SetupDiGetDeviceRegistryPropertyA.function;
     function = [=, answer = function](HDEVINFO set, SP_DEVINFO_DATA *info, DWORD property,
                                       DWORD *type, BYTE *buffer, DWORD bufferSize,
                                       DWORD *requiredSize) -> BOOL {
@@ -212,7 +212,7 @@ void TestPciLocation::leavesTheOutputsWithoutAMatch()
 void TestPciLocation::leavesTheOutputsWithoutADeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First")}));
-    windowsApi().SetupDiGetClassDevsW = [](const GUID *, const wchar_t *, HWND, DWORD) {
+    windowsApi().SetupDiGetClassDevsW.function = [](const GUID *, const wchar_t *, HWND, DWORD) {
         return INVALID_HANDLE_VALUE;
     };
     const DeviceCalls calls;
@@ -326,11 +326,11 @@ void TestPciLocation::leavesSlotAndPortForAnOddLocation()
 void TestPciLocation::readsUnterminatedTextsNoFurtherThanTheirBuffer()
 {
     const SimulatedMachine machine(pcWith({node("First")}));
-    windowsApi().SetupDiGetDeviceRegistryPropertyA = [](HDEVINFO, SP_DEVINFO_DATA *, DWORD, DWORD *,
-                                                        BYTE *buffer, DWORD bufferSize, DWORD *) {
-        std::memset(buffer, 'x', bufferSize);
-        return TRUE;
-    };
+    windowsApi().SetupDiGetDeviceRegistryPropertyA.function =
+        [](HDEVINFO, SP_DEVINFO_DATA *, DWORD, DWORD *, BYTE *buffer, DWORD bufferSize, DWORD *) {
+            std::memset(buffer, 'x', bufferSize);
+            return TRUE;
+        };
     const Resolution resolution = resolve(QString(1024, 'x'));
     QCOMPARE(resolution.hardwareId, QString(4096, 'x'));
     QCOMPARE(resolution.description, QString(1024, 'x'));
@@ -433,7 +433,7 @@ void TestPciLocation::tagsTwinPorts()
 void TestPciLocation::tagsNothingWithoutASecondDeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("First")}));
-    auto &function = windowsApi().SetupDiGetClassDevsW;
+    auto &function = windowsApi().SetupDiGetClassDevsW.function;
     function = [answer = function, calls = 0](const GUID *classGuid, const wchar_t *enumerator,
                                               HWND parent, DWORD flags) mutable {
         return ++calls == 1 ? answer(classGuid, enumerator, parent, flags) : INVALID_HANDLE_VALUE;

@@ -133,7 +133,7 @@ QStringList namesOf(const QList<AdapterInfo> &adapters)
 struct AdapterListCalls {
     explicit AdapterListCalls(const QList<ULONG> &results, ULONG neededSize = 20000)
     {
-        auto &function = windowsApi().GetAdaptersAddresses;
+        auto &function = windowsApi().GetAdaptersAddresses.function;
         function = [this, results, neededSize,
                     answer = function](ULONG family, ULONG flags, void *reserved,
                                        IP_ADAPTER_ADDRESSES *addresses, ULONG *bufferSize) {

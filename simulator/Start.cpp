@@ -1,8 +1,5 @@
 #include "platform/Platform.h"
 
-#include "platform/FileLocations.h"
-#include "platform/KernelApi.h"
-#include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "simulator/SimulatedPc.h"
 
@@ -29,30 +26,10 @@ SimulatedPc chosenPc()
 
 } // namespace
 
-// The tables and the machine behind them are never destroyed: where the terminate handler ends the
-// process, a search may still call through them.
-
-WindowsApi &windowsApi()
-{
-    static WindowsApi &api = *new WindowsApi;
-    return api;
-}
-
-KernelApi &kernelApi()
-{
-    static KernelApi &api = *new KernelApi;
-    return api;
-}
-
-FileLocations &fileLocations()
-{
-    static FileLocations &locations = *new FileLocations;
-    return locations;
-}
-
 bool start()
 {
     try {
+        // Never destroyed: where the terminate handler ends the process, a search may still call.
         static SimulatedMachine &machine = *new SimulatedMachine(chosenPc());
         machine.kernel().logTo(qEnvironmentVariable(kernelLogVariable));
         return true;
