@@ -47,7 +47,8 @@ QString lampImage(int status)
     return lamp(status).image;
 }
 
-QString lampDescription(int status)
+QString portDescription(const QString &identifier, const QString &description, int status)
 {
-    return lamp(status).description;
+    return QString("Identifier: %1\nDescription: %2\n%3")
+        .arg(identifier, description, lamp(status).description);
 }

@@ -13,5 +13,5 @@ int dualLinkStatus(int firstStatus, int secondStatus);
 /// Returns the image of a port's lamp: green for status 1, red for 0, white for any other.
 QString lampImage(int status);
 
-/// Returns in words, for screen readers, what the lamp of a port shows.
-QString lampDescription(int status);
+/// Returns in words what a port is and what its lamp shows, a line each. Plain text.
+QString portDescription(const QString &identifier, const QString &description, int status);

@@ -70,6 +70,8 @@ void NetworkAdapterSelectorPage::appendEntry(QStandardItemModel &model, const QS
                                              const QVariant &data1, const QVariant &data2)
 {
     auto *item = new QStandardItem(text);
+    // A row that has been renamed would be lost, or lose its port, when it is moved.
+    item->setEditable(false);
     item->setData(data1, publishedRole);
     item->setData(data2, descriptionRole);
     model.appendRow(item);

@@ -1,4 +1,4 @@
-// The adapter page, status icons: the lamp of each row.
+// The adapter page, status icons: the lamp of each row, and what the row says about its ports.
 
 #include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QPixmap>
+#include <QTextDocument>
 
 namespace
 {
@@ -17,12 +18,25 @@ int entryStatus(const QString &entryText)
     return NetworkAdapterSelectorPage::queryAdapterStatus(adapterNameOf(entryText));
 }
 
-int dualEntryStatus(const QString &dualLinkText)
+/// Returns the status of each port of a row, asked for in the order of the ports.
+QList<int> portStatuses(const QString &text, bool isDualList)
 {
-    const QStringList parts = dualLinkParts(dualLinkText);
-    const int firstStatus = entryStatus(parts.value(0));
-    const int secondStatus = entryStatus(parts.value(1));
-    return dualLinkStatus(firstStatus, secondStatus);
+    if (!isDualList)
+        return {entryStatus(text)};
+    const QStringList parts = dualLinkParts(text);
+    return {entryStatus(parts.value(0)), entryStatus(parts.value(1))};
+}
+
+/// Returns which ports a row stands for: the texts of two rows may be the same.
+QString rowDescription(const QStandardItem &item, const QList<int> &statuses)
+{
+    using Page = NetworkAdapterSelectorPage;
+    const QStringList identifiers = item.data(Page::publishedRole).toStringList();
+    const QStringList descriptions = item.data(Page::descriptionRole).toStringList();
+    QStringList ports;
+    for (qsizetype i = 0; i < statuses.size(); ++i)
+        ports.append(portDescription(identifiers.value(i), descriptions.value(i), statuses[i]));
+    return ports.join("\n");
 }
 
 } // namespace
@@ -34,11 +48,16 @@ void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bo
     QHash<int, QIcon> lamps;
     for (int row = 0; row < model->rowCount(); ++row) {
         QStandardItem *item = model->item(row);
-        const int status = isDualList ? dualEntryStatus(item->text()) : entryStatus(item->text());
+        const QList<int> statuses = portStatuses(item->text(), isDualList);
+        const int status = isDualList ? dualLinkStatus(statuses[0], statuses[1]) : statuses[0];
         if (!lamps.contains(status))
             lamps.insert(status, QIcon(QPixmap(lampImage(status))));
         item->setIcon(lamps.value(status));
-        item->setData(lampDescription(status), Qt::AccessibleDescriptionRole);
+
+        const QString description = rowDescription(*item, statuses);
+        item->setData(description, Qt::AccessibleDescriptionRole);
+        // The kernel's texts are no markup.
+        item->setToolTip(Qt::convertFromPlainText(description));
     }
 }
 
