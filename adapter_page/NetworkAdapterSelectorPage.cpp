@@ -41,10 +41,3 @@ NetworkAdapterSelectorPage::NetworkAdapterSelectorPage(QWidget *parent) : QWizar
     registerField("SingleLink", this, "singleLinkResult");
     registerField("DualLink", this, "dualLinkResult");
 }
-
-NetworkAdapterSelectorPage::~NetworkAdapterSelectorPage() = default;
-
-int NetworkAdapterSelectorPage::nextId() const
-{
-    return 2;
-}

@@ -36,10 +36,10 @@ public:
     static constexpr int descriptionRole = Qt::UserRole + 2;
 
     explicit NetworkAdapterSelectorPage(QWidget *parent);
-    ~NetworkAdapterSelectorPage() override;
+    ~NetworkAdapterSelectorPage() override = default;
 
     /// Returns the id of the conclusion page, always.
-    int nextId() const override;
+    int nextId() const override { return 2; }
 
     /// Publishes the connections. Returns true: nothing is required.
     bool validatePage() override;

@@ -52,34 +52,6 @@ QSet<QString> textsOf(const QStandardItemModel &model)
     return texts;
 }
 
-/// The texts of the Dual Links, letter case left aside.
-class DualLinkTexts
-{
-public:
-    /// The texts hold no NUL: one ends each of them, so that nothing is found across two.
-    explicit DualLinkTexts(const QSet<QString> &texts)
-    {
-        for (const QString &text : texts) {
-            const QString folded = text.toCaseFolded();
-            m_texts += folded + QChar::Null;
-            for (const QString &port : dualLinkParts(folded))
-                m_ports.insert(port);
-        }
-    }
-
-    /// Returns whether one of the texts contains another one. Most often that is a port of a Dual
-    /// Link, which is found at once: going through all texts takes long on a large PC.
-    bool contains(const QString &text) const
-    {
-        const QString folded = text.toCaseFolded();
-        return m_ports.contains(folded) || m_texts.contains(folded);
-    }
-
-private:
-    QSet<QString> m_ports;
-    QString m_texts;
-};
-
 } // namespace
 
 void NetworkAdapterSelectorPage::showEvent(QShowEvent *event)
@@ -167,7 +139,22 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
     const QSet<QString> singleLinks = textsOf(m_singleLinkModel);
     const QSet<QString> excluded(m_excludedAdapters.begin(), m_excludedAdapters.end());
-    const DualLinkTexts dualLinks(textsOf(m_dualLinkModel));
+
+    // Letter case is left aside. A port of a Dual Link is found at once by its whole text; only
+    // what is left is looked for in all of them, which takes long on a large PC.
+    QSet<QString> dualLinkPorts;
+    QString dualLinks;
+    for (const QString &text : textsOf(m_dualLinkModel)) {
+        const QString folded = text.toCaseFolded();
+        for (const QString &port : dualLinkParts(folded))
+            dualLinkPorts.insert(port);
+        // The texts hold no NUL: nothing is found across two of them.
+        dualLinks += folded + QChar::Null;
+    }
+    const auto isInDualLink = [&](const QString &text) {
+        const QString folded = text.toCaseFolded();
+        return dualLinkPorts.contains(folded) || dualLinks.contains(folded);
+    };
 
     QList<QStandardItem *> kept;
     for (QStandardItem *item : m_availableModel.takeColumn(0)) {
@@ -179,7 +166,7 @@ void NetworkAdapterSelectorPage::pruneAvailableAdapters()
         // The tests are not exclusive on purpose: each that matches removes the row that is the
         // last by then.
         const int matches =
-            singleLinks.contains(text) + dualLinks.contains(text) + excluded.contains(text);
+            singleLinks.contains(text) + isInDualLink(text) + excluded.contains(text);
         for (int i = 0; i < matches && !kept.isEmpty(); ++i)
             delete kept.takeLast();
     }

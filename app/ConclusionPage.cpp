@@ -8,5 +8,3 @@ ConclusionPage::ConclusionPage(QWidget *parent) : QWizardPage(parent)
     setSubTitle("The Orvanta configuration is completed.");
     setPixmap(QWizard::LogoPixmap, QPixmap(":/fennory.png"));
 }
-
-ConclusionPage::~ConclusionPage() = default;

@@ -7,5 +7,5 @@ class ConclusionPage : public QWizardPage
 {
 public:
     explicit ConclusionPage(QWidget *parent);
-    ~ConclusionPage() override;
+    ~ConclusionPage() override = default;
 };

@@ -1,7 +1,6 @@
 #include "app/ConnectionConfig.h"
 
 #include "platform/FileLocations.h"
-#include "platform/TextMode.h"
 
 #include <fstream>
 

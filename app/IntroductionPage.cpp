@@ -25,10 +25,3 @@ IntroductionPage::IntroductionPage(QWidget *parent) : QWizardPage(parent)
     layout->addWidget(label);
     setLayout(layout);
 }
-
-IntroductionPage::~IntroductionPage() = default;
-
-int IntroductionPage::nextId() const
-{
-    return 1;
-}

@@ -7,8 +7,8 @@ class IntroductionPage : public QWizardPage
 {
 public:
     explicit IntroductionPage(QWidget *parent);
-    ~IntroductionPage() override;
+    ~IntroductionPage() override = default;
 
     /// Returns the id of the adapter selection page, always.
-    int nextId() const override;
+    int nextId() const override { return 1; }
 };

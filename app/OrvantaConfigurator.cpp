@@ -37,8 +37,6 @@ OrvantaConfigurator::OrvantaConfigurator(QWidget *parent) : QWizard(parent)
     setStartId(0);
 }
 
-OrvantaConfigurator::~OrvantaConfigurator() = default;
-
 QString OrvantaConfigurator::configFilePath() const
 {
     // The public folder is reached as a sibling of the user's home; ".." is left unresolved.

@@ -9,7 +9,7 @@ class OrvantaConfigurator : public QWizard
 
 public:
     explicit OrvantaConfigurator(QWidget *parent = nullptr);
-    ~OrvantaConfigurator() override;
+    ~OrvantaConfigurator() override = default;
 
     /// Returns the path of the connection configuration file that accept() writes.
     QString configFilePath() const;

@@ -141,40 +141,11 @@ void GEVBackendOrvanta::close()
     m_state = State::Closed;
 }
 
-void GEVBackendOrvanta::updateDevices()
-{
-    enumerateDevices();
-}
-
-std::vector<AdapterInfo> GEVBackendOrvanta::devices() const
-{
-    return m_devices;
-}
-
-void GEVBackendOrvanta::emptyHook1() {}
-
-void GEVBackendOrvanta::emptyHook2() {}
-
-std::string GEVBackendOrvanta::backendName() const
-{
-    return "Dummy";
-}
-
-std::uint32_t GEVBackendOrvanta::kernelHandle() const
-{
-    return 0;
-}
-
 std::string GEVBackendOrvanta::getKernelLibraryPath() const
 {
     if (m_kernelLibraryDir.empty())
         return m_kernelLibraryName;
     return m_kernelLibraryDir + "/" + m_kernelLibraryName;
-}
-
-std::uint32_t GEVBackendOrvanta::getSharedDataHandle() const
-{
-    return m_sharedMemHandle.value;
 }
 
 void GEVBackendOrvanta::releaseKernelObjects()

@@ -22,12 +22,12 @@ public:
     /// std::runtime_error, or the DPL exception of the code when the shared memory cannot be
     /// created.
     void open() override;
-    void updateDevices() override;
-    std::vector<AdapterInfo> devices() const override;
-    void emptyHook1() override;
-    void emptyHook2() override;
-    std::string backendName() const override;
-    std::uint32_t kernelHandle() const override;
+    void updateDevices() override { enumerateDevices(); }
+    std::vector<AdapterInfo> devices() const override { return m_devices; }
+    void emptyHook1() override {}
+    void emptyHook2() override {}
+    std::string backendName() const override { return "Dummy"; }
+    std::uint32_t kernelHandle() const override { return 0; }
     /// Lists the kernel's PCI network devices. Reports failures on standard output.
     void enumerateDevices() override;
 
@@ -38,7 +38,7 @@ public:
     std::string getKernelLibraryPath() const;
 
     /// Returns the kernel's handle of the shared memory, 0 when there is none.
-    std::uint32_t getSharedDataHandle() const;
+    std::uint32_t getSharedDataHandle() const { return m_sharedMemHandle.value; }
 
     /// Returns the friendly name that the kernel knows for a device, else its description, else the
     /// identifier itself.

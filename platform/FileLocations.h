@@ -21,4 +21,14 @@ struct FileLocations {
 /// Returns the one table that the program asks.
 FileLocations &fileLocations();
 
+/// Ends a line of a file that was read in text mode as Windows does: without the carriage return
+/// before its line feed. On Windows itself the line has lost it by then.
+inline void endTextLine([[maybe_unused]] std::string &line)
+{
+#ifndef _WIN32
+    if (line.ends_with('\r'))
+        line.pop_back();
+#endif
+}
+
 } // namespace platform
