@@ -1,9 +1,11 @@
+#include <QBitmap>
 #include <QDir>
 #include <QImage>
 #include <QImageReader>
 #include <QMap>
 #include <QMovie>
 #include <QPixmap>
+#include <QRegion>
 #include <QResource>
 #include <QTest>
 
@@ -43,6 +45,8 @@ private slots:
     void isRoundLamp();
     void lampsShareTheirShape();
     void loadingPictureMoves();
+    void loadingPictureHasOneColour();
+    void loadingPictureStartsCheaply();
 
 private:
     static void addLamps();
@@ -184,6 +188,23 @@ void ResourcesTest::loadingPictureMoves()
     QVERIFY(movie.currentImage() != first);
     // It goes on for as long as a search lasts.
     QCOMPARE(QImageReader(":/loading.gif").loopCount(), -1);
+}
+
+void ResourcesTest::loadingPictureHasOneColour()
+{
+    QImageReader reader(":/loading.gif");
+    for (int frame = 0; frame < reader.imageCount(); ++frame)
+        QCOMPARE(coloursOf(reader.read()).keys(), QStringList({"#ff2a8fc4", "transparent"}));
+}
+
+void ResourcesTest::loadingPictureStartsCheaply()
+{
+    QMovie movie(":/loading.gif");
+    QVERIFY(movie.jumpToFrame(0));
+    const QRect painted = QRegion(movie.currentPixmap().mask()).boundingRect();
+    QVERIFY(painted.width() * painted.height() < 512 * 512 / 16);
+    // Nothing more falls due before the first page is painted.
+    QVERIFY(movie.nextFrameDelay() >= 500);
 }
 
 QTEST_MAIN(ResourcesTest)
