@@ -1,4 +1,5 @@
 #include "app/OrvantaConfigurator.h"
+#include "app/ScreenFit.h"
 #include "platform/Platform.h"
 
 #include <QApplication>
@@ -11,6 +12,7 @@ int main(int argc, char *argv[])
 
     QApplication application(argc, argv);
     OrvantaConfigurator wizard;
+    const ScreenFit screenFit(wizard);
     wizard.show();
     return QApplication::exec();
 }

@@ -45,6 +45,8 @@ void takeStep(const QString &step, QWizard &wizard)
         user.press(QWizard::CancelButton);
     else if (step == "escape")
         user.key(Qt::Key_Escape);
+    else if (step == "look")
+        say("off the screen: " + user.buttonsOffScreen().join(", "));
     else if (step == "close")
         wizard.close();
     else

@@ -28,9 +28,10 @@ private slots:
     void waitsForSlowKernel();
     void printsNothingOnCleanRun();
     void printsKernelErrors();
+    void fitsOnALowScreen();
 
 private:
-    void start(const QString &pc, const QString &steps);
+    void start(const QString &pc, const QString &steps, const QString &platform = "offscreen");
     bool waitForLine(const QByteArray &line);
     bool waitForEnd();
     QStringList kernelCalls() const;
@@ -47,7 +48,7 @@ void ProgramTest::cleanup()
     m_output.clear();
 }
 
-void ProgramTest::start(const QString &pc, const QString &steps)
+void ProgramTest::start(const QString &pc, const QString &steps, const QString &platform)
 {
     m_pc = std::make_unique<TemporaryPc>(QString(PCS_FOLDER) + "/" + pc);
     m_process = std::make_unique<QProcess>();
@@ -55,6 +56,7 @@ void ProgramTest::start(const QString &pc, const QString &steps)
     environment.insert("ORVANTA_SIMULATED_PC", m_pc->pc().folder);
     environment.insert("ORVANTA_KERNEL_LOG", m_pc->pc().folder + "/kernel.log");
     environment.insert("WIZARD_VISIT", steps);
+    environment.insert("QT_QPA_PLATFORM", platform);
     // Qt warns where the desktop has not set it.
     environment.insert("XDG_RUNTIME_DIR", m_pc->pc().folder);
     m_process->setProcessEnvironment(environment);
@@ -178,6 +180,13 @@ void ProgramTest::printsKernelErrors()
         "OV_openDriver(customerNr)\nAnother program holds the driver.\n";
     QVERIFY(printed.contains(error));
     QCOMPARE(printed, error.repeated(printed.count("ERROR")));
+}
+
+void ProgramTest::fitsOnALowScreen()
+{
+    start("two-cards", "next wait look cancel", "offscreen:configfile=" SCREENS);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_output, "off the screen: \n0 windows left\n");
 }
 
 QTEST_GUILESS_MAIN(ProgramTest)

@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QListView>
+#include <QScreen>
 #include <QStandardItemModel>
 #include <QTest>
 #include <QWindow>
@@ -89,6 +90,19 @@ void WizardUser::waitForSearch()
 bool WizardUser::isEnabled(const char *button) const
 {
     return find<QAbstractButton>(button).isEnabled();
+}
+
+QStringList WizardUser::buttonsOffScreen() const
+{
+    const QRect area = m_wizard.screen()->availableGeometry();
+    QStringList texts;
+    for (const auto *button : m_wizard.findChildren<QAbstractButton *>()) {
+        const QRect place(button->mapToGlobal(QPoint()), button->size());
+        const bool isCovered = button->visibleRegion().boundingRect() != button->rect();
+        if (button->isVisible() && (isCovered || !area.contains(place)))
+            texts.append(button->text());
+    }
+    return texts;
 }
 
 QStringList WizardUser::texts(const char *list) const

@@ -40,6 +40,9 @@ public:
 
     bool isEnabled(const char *button) const;
 
+    /// Returns the texts of the buttons that ought to be seen and are not, or in part only.
+    QStringList buttonsOffScreen() const;
+
     QStringList available() const { return texts("availableAdaptersList"); }
     QStringList singleLinks() const { return texts("singleLinkList"); }
     QStringList dualLinks() const { return texts("dualLinkList"); }
