@@ -4,17 +4,17 @@ import contextlib
 import os
 import subprocess
 
-SCREEN = "1280x1024x24"
+SCREEN = "1280x1024"
 
 
 @contextlib.contextmanager
-def virtual_display():
+def virtual_display(screen=SCREEN):
     """Starts a virtual display for the `with` block and yields its name, as in ":99"."""
     reader, writer = os.pipe()
     # It ends with this process, too, when that is killed.
     server = subprocess.Popen(
         ["setpriv", "--pdeathsig", "TERM"]
-        + ["Xvfb", "-displayfd", str(writer), "-screen", "0", SCREEN, "-nolisten", "tcp"],
+        + ["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{screen}x24", "-nolisten", "tcp"],
         pass_fds=[writer],
         stderr=subprocess.DEVNULL,
     )

@@ -353,6 +353,52 @@ class EndToEnd(unittest.TestCase):
     def files_of_the_pc(self):
         return sorted((self.pc.prefix / "drive_c").rglob("*"))
 
+    def use_every_button_on_a_screen(self, screen):
+        self.display = self.enterContext(virtual_display(screen))
+        self.prepare("two-cards-empty")
+        wizard = self.start_at_adapters()
+
+        def see_buttons():
+            self.assertEqual(wizard.buttons_off_screen(screen), [])
+
+        see_buttons()
+        wizard.click_button("< Back")
+        wizard.wait_for_page(0)
+        see_buttons()
+        wizard.click_button("Next >")
+        wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
+        see_buttons()
+        for single, dual in [
+            ("removeSingleLink", "clearDualLink"),
+            ("clearSingleLink", "removeDualLink"),
+        ]:
+            first, second, third = wizard.texts(AVAILABLE)[:3]
+            self.make_single_link(wizard, first)
+            self.make_dual_link(wizard, second, third)
+            see_buttons()
+            wizard.click_row(SINGLE_LINKS, first)
+            wizard.click(single)
+            wizard.wait_for_rows(SINGLE_LINKS, [])
+            wizard.click_row(DUAL_LINKS, both(second, third))
+            wizard.click(dual)
+            wizard.wait_for_rows(DUAL_LINKS, [])
+        wizard.click_button("Next >")
+        wizard.wait_for_page(2)
+        see_buttons()
+        self.assertEqual(wizard.cancel(), 0)
+
+    def test_every_button_on_a_screen_of_1366x768(self):
+        self.use_every_button_on_a_screen("1366x768")
+
+    def test_every_button_on_a_screen_of_1280x720(self):
+        self.use_every_button_on_a_screen("1280x720")
+
+    def test_every_button_on_a_screen_of_1280x672(self):
+        self.use_every_button_on_a_screen("1280x672")
+
+    def test_every_button_on_a_screen_of_1024x570(self):
+        self.use_every_button_on_a_screen("1024x570")
+
     def test_nothing_grows_in_a_hundred_searches(self):
         self.prepare_without_network_devices()
         rounds, warm_up = 100, 20

@@ -121,6 +121,19 @@ class Wizard:
             lambda widget: widget["class"].endswith("Button") and shown_text(widget["text"]) == text
         )
 
+    def buttons_off_screen(self, screen):
+        """Returns the texts of the visible buttons that do not lie on a screen of a size as in
+        "1280x720", or in part only."""
+        width, height = map(int, screen.split("x"))
+        texts = []
+        for widget in self.window(WIZARD)["widgets"]:
+            left, top, widget_width, widget_height = widget["place"]
+            right, bottom = left + widget_width, top + widget_height
+            is_on_screen = 0 <= left and 0 <= top and right <= width and bottom <= height
+            if widget["class"].endswith("Button") and not is_on_screen:
+                texts.append(widget["text"])
+        return texts
+
     def is_enabled(self, name):
         widget = self.widget(name)
         return bool(widget) and widget["enabled"]
