@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Installs the program under Wine, uses it, installs a newer version over it, and uninstalls it."""
 
+import os
 import pathlib
 import re
 import shutil
@@ -8,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 import packages
 import portable_executable
@@ -20,9 +22,9 @@ from wine_pc import copy_prefix, environment, template  # noqa: E402
 STATUS_REFUSED = 2
 
 PROGRAM_FOLDER = pathlib.PurePath("Program Files", "Orvanta Configurator")
-START_MENU_ENTRY = pathlib.PurePath(
-    "ProgramData", "Microsoft", "Windows", "Start Menu", "Programs", "Orvanta Configurator.lnk"
-)
+START_MENU = pathlib.PurePath("ProgramData", "Microsoft", "Windows", "Start Menu", "Programs")
+START_MENU_ENTRY = START_MENU / "Orvanta Configurator.lnk"
+GUIDE_ENTRY = START_MENU / "Orvanta Configurator Guide.lnk"
 PUBLIC_DOCUMENTS = pathlib.PurePath("users", "Public", "Documents")
 CONFIGURATION_FOLDER = PUBLIC_DOCUMENTS / "Fennory" / "PMT2"
 CONFIGURATION = CONFIGURATION_FOLDER / "orvanta_config.txt"
@@ -39,19 +41,41 @@ def make_old_installer(folder):
     extra = folder / "extra"
     extra.mkdir()
     (extra / OLD_FILE).write_text("old\n")
-    variables = {
-        "CPACK_PACKAGE_VERSION": OLD_VERSION,
-        "CPACK_PACKAGE_FILE_NAME": "old",
-        "CPACK_PACKAGE_DIRECTORY": folder,
-        "CPACK_INSTALLED_DIRECTORIES": f"{extra};licenses",
-        "CPACK_NSIS_COMPRESSOR": "zlib",
-    }
-    definitions = [part for name, value in variables.items() for part in ("-D", f"{name}={value}")]
-    subprocess.run(
-        ["cpack", "--config", packages.BUILD / "CPackConfig.cmake", "-G", "NSIS", *definitions],
-        check=True, stdout=subprocess.DEVNULL,
+    make_packages(
+        folder,
+        "NSIS",
+        CPACK_PACKAGE_VERSION=OLD_VERSION,
+        CPACK_PACKAGE_FILE_NAME="old",
+        CPACK_INSTALLED_DIRECTORIES=f"{extra};licenses",
     )
     return folder / "old.exe"
+
+
+def make_packages(folder, generators, **variables):
+    """Makes packages in a folder, with some of CPack's variables changed."""
+    variables |= {"CPACK_PACKAGE_DIRECTORY": folder, "CPACK_NSIS_COMPRESSOR": "zlib"}
+    definitions = [part for name, value in variables.items() for part in ("-D", f"{name}={value}")]
+    subprocess.run(
+        ["cpack", "--config", packages.BUILD / "CPackConfig.cmake", "-G", generators, *definitions],
+        check=True, stdout=subprocess.DEVNULL,
+    )
+
+
+def make_certificate(folder):
+    """Returns a certificate that has signed itself, and its key."""
+    certificate, key = folder / "certificate.pem", folder / "key.pem"
+    subprocess.run(
+        ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-noenc", "-subj", "/CN=Maker", "-addext",
+         "extendedKeyUsage=codeSigning", "-out", certificate, "-keyout", key],
+        check=True, capture_output=True,
+    )
+    return certificate, key
+
+
+def is_signed(file, certificate):
+    """Tells whether an executable bears a valid signature with the certificate."""
+    verify = ["osslsigncode", "verify", "-CAfile", certificate, "-in", file]
+    return subprocess.run(verify, stdout=subprocess.DEVNULL).returncode == 0
 
 
 class Pc:
@@ -128,6 +152,8 @@ class Installer(unittest.TestCase):
 
         self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
         self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
+        guide = rf"C:\{pathlib.PureWindowsPath(PROGRAM_FOLDER)}\guide.html"
+        self.assertIn(guide.encode(), (self.pc.drive / GUIDE_ENTRY).read_bytes())
         self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
         self.assertEqual(self.pc.files(CONFIGURATION_FOLDER), set())
 
@@ -196,6 +222,27 @@ class Installer(unittest.TestCase):
         """Returns the drive's files and folders but for the temporary ones."""
         paths = (path.relative_to(self.pc.drive) for path in self.pc.drive.rglob("*"))
         return {path for path in paths if "temp" not in (part.lower() for part in path.parts)}
+
+    def test_maker_s_certificate_signs_installer_program_and_uninstaller(self):
+        certificate, key = make_certificate(self.folder)
+        names = {"ORVANTA_SIGNING_CERTIFICATE": str(certificate), "ORVANTA_SIGNING_KEY": str(key)}
+        with unittest.mock.patch.dict(os.environ, names):
+            make_packages(self.folder, "ZIP;NSIS")
+        installer = self.folder / packages.INSTALLER.name
+        shutil.unpack_archive(self.folder / packages.ZIP.name, self.folder)
+        self.install(installer)
+
+        installed = self.pc.drive / PROGRAM_FOLDER
+        for file in (
+            installer,
+            installed / packages.PROGRAM,
+            installed / UNINSTALLER,
+            self.folder / packages.NAME / packages.PROGRAM,
+        ):
+            self.assertTrue(is_signed(file, certificate), file)
+        self.assertFalse(is_signed(installed / "Qt6Core.dll", certificate))
+        self.uninstall()
+        self.assertFalse(installed.exists())
 
     def test_foreign_files_in_the_program_folder_stay(self):
         self.install()

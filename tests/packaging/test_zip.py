@@ -92,12 +92,27 @@ class Contents(unittest.TestCase):
         self.assertEqual(set(self.files), packages.FILES)
 
     def test_sizes(self):
-        self.assertLess(packages.ZIP.stat().st_size, 9 * MEGABYTE)
-        self.assertLess(packages.INSTALLER.stat().st_size, 7 * MEGABYTE)
+        self.assertLess(packages.ZIP.stat().st_size, 7.6 * MEGABYTE)
+        self.assertLess(packages.INSTALLER.stat().st_size, 6 * MEGABYTE)
         self.assertLess(len(self.files[packages.PROGRAM]), MEGABYTE / 2)
+        self.assertLess(len(self.files["guide.html"]), 0.3 * MEGABYTE)
 
     def test_plugins_come_from_the_program_s_folder(self):
         self.assertEqual(self.files["qt.conf"].decode(), "[Paths]\nPrefix=.\nPlugins=.\n")
+
+    def test_guide_needs_nothing_but_itself(self):
+        page = self.files["guide.html"].decode()
+        targets = set(re.findall(r'(?:href|src)="(.*?)"', page))
+        pictures = {target for target in targets if target.startswith("data:image/png;base64,")}
+        sections = {f"#{name}" for name in re.findall(r'id="(.*?)"', page)}
+        self.assertEqual(len(pictures), 3)
+        self.assertEqual(targets - pictures - sections, set())
+        self.assertNotIn("url(", page)
+
+    def test_notepad_shows_the_lines_of_the_first_file_to_read(self):
+        text = self.files["README.txt"].decode("ascii")
+        self.assertTrue(text.startswith("Orvanta Configurator 3.2.0\r\n"))
+        self.assertEqual(text.count("\n"), text.count("\r\n"))
 
     def test_no_folder_of_this_machine_is_named(self):
         folders = (packages.BUILD, packages.QT, packages.SOURCE, pathlib.Path.home())
