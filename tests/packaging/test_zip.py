@@ -105,7 +105,7 @@ class Contents(unittest.TestCase):
         targets = set(re.findall(r'(?:href|src)="(.*?)"', page))
         pictures = {target for target in targets if target.startswith("data:image/png;base64,")}
         sections = {f"#{name}" for name in re.findall(r'id="(.*?)"', page)}
-        self.assertEqual(len(pictures), 3)
+        self.assertEqual(len(pictures), 4)
         self.assertEqual(targets - pictures - sections, set())
         self.assertNotIn("url(", page)
 
