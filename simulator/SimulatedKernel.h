@@ -3,9 +3,14 @@
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedPc.h"
 
+#include <QByteArray>
+#include <QFile>
+#include <QSet>
 #include <QStringList>
 
-#include <memory>
+#include <map>
+#include <mutex>
+#include <vector>
 
 /// A real-time kernel that answers the kernel library's operations from a simulated PC's settings
 /// and notes every call. May be called from any thread.
@@ -13,7 +18,6 @@ class SimulatedKernel
 {
 public:
     explicit SimulatedKernel(const SimulatedKernelSettings &settings);
-    ~SimulatedKernel();
 
     /// Returns the operations; they must not be called after the kernel's end.
     platform::KernelApi operations();
@@ -50,6 +54,25 @@ public:
     int openResources() const;
 
 private:
-    class State;
-    std::unique_ptr<State> m_state;
+    void addDriver(platform::KernelApi &api);
+    void addSharedMemory(platform::KernelApi &api);
+    void addKernelSideLibrary(platform::KernelApi &api);
+    void addDevices(platform::KernelApi &api);
+    /// Returns an operation that answers only while the driver is open.
+    template <typename Answer>
+    auto whenOpen(Answer answer);
+    const SimulatedKernelDevice *findDevice(const char *identifier) const;
+    void note(const QString &call);
+
+    const SimulatedKernelSettings m_settings;
+    const QByteArray m_errorName;
+    const QByteArray m_errorText;
+
+    mutable std::mutex m_mutex;
+    QStringList m_calls;
+    QFile m_log;
+    bool m_isDriverOpen = false;
+    std::uint32_t m_lastHandle = 0;
+    std::map<std::uint32_t, std::vector<unsigned char>> m_sharedMemory;
+    QSet<std::uint32_t> m_loadedKernels;
 };
