@@ -37,14 +37,9 @@ inline constexpr BOOL FALSE = 0;
 
 // winerror.h
 inline constexpr DWORD NO_ERROR = 0;
-inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
-inline constexpr DWORD ERROR_INVALID_DATA = 13;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_BUFFER_OVERFLOW = 111;
-inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_NO_DATA = 232;
-inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
-inline constexpr DWORD ERROR_INVALID_USER_BUFFER = 1784;
 
 // winsock2.h, ipifcons.h, ifdef.h, iptypes.h
 inline constexpr ULONG AF_INET = 2;

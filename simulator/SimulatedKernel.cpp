@@ -75,13 +75,6 @@ void writeText(std::span<char> field, const QString &text)
 
 } // namespace
 
-SimulatedKernel::SimulatedKernel(const SimulatedKernelSettings &settings)
-    : m_settings(settings),
-      m_errorName(settings.errorName.toUtf8()),
-      m_errorText(settings.errorText.toUtf8())
-{
-}
-
 template <typename Answer>
 auto SimulatedKernel::whenOpen(Answer answer)
 {

@@ -17,7 +17,7 @@
 class SimulatedKernel
 {
 public:
-    explicit SimulatedKernel(const SimulatedKernelSettings &settings);
+    explicit SimulatedKernel(const SimulatedKernelSettings &settings) : m_settings(settings) {}
 
     /// Returns the operations; they must not be called after the kernel's end.
     platform::KernelApi operations();
@@ -65,8 +65,8 @@ private:
     void note(const QString &call);
 
     const SimulatedKernelSettings m_settings;
-    const QByteArray m_errorName;
-    const QByteArray m_errorText;
+    const QByteArray m_errorName = m_settings.errorName.toUtf8();
+    const QByteArray m_errorText = m_settings.errorText.toUtf8();
 
     mutable std::mutex m_mutex;
     QStringList m_calls;

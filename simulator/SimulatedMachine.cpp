@@ -5,17 +5,13 @@
 namespace
 {
 
-bool hasDrive(const QString &path)
-{
-    return path.size() >= 2 && path[0].isLetter() && path[1] == u':';
-}
-
 /// Returns the place in the PC's folder of a file with a Windows path. Letter case is kept: files
 /// have to be named as the program names them.
 std::string pathOnPc(const QString &pcFolder, const std::string &windowsPath)
 {
     QString path = QString::fromLocal8Bit(windowsPath).replace(u'\\', u'/');
-    if (hasDrive(path))
+    const bool hasDrive = path.size() >= 2 && path[0].isLetter() && path[1] == u':';
+    if (hasDrive)
         path = pcFolder + u'/' + path[0].toUpper() + path.mid(2);
     return path.toLocal8Bit().toStdString();
 }

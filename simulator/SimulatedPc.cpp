@@ -1,6 +1,7 @@
 #include "simulator/SimulatedPc.h"
 
 #include "platform/KernelApi.h"
+#include "platform/WindowsApi.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -10,7 +11,6 @@
 #include <QJsonValue>
 
 #include <functional>
-#include <initializer_list>
 #include <limits>
 #include <stdexcept>
 
@@ -51,32 +51,32 @@ struct Json {
     {
         ::refuse(path.isEmpty() ? file : file + ": " + path, expected, found);
     }
-
-    void requireObject() const
-    {
-        if (!value.isObject())
-            refuse("an object");
-    }
-
-    void requireArray() const
-    {
-        if (!value.isArray())
-            refuse("a list");
-    }
 };
 
-void readText(const Json &json, QString &text)
-{
-    if (!json.value.isString())
-        json.refuse("a text");
-    text = json.value.toString();
-}
+/// A key that an object may have, and what is done with its value.
+struct Key {
+    QString name;
+    std::function<void(const Json &)> read;
+};
 
-void readFolderName(const Json &json, QString &name)
+void readObject(const Json &json, const QList<Key> &keys, const QString &kind = "keys")
 {
-    readText(json, name);
-    if (name.isEmpty() || name.contains(u'/') || name.contains(u'\\') || name.startsWith(u'.'))
-        json.refuse("the name of a folder");
+    if (!json.value.isObject())
+        json.refuse("an object");
+
+    QStringList names;
+    for (const Key &key : keys)
+        names.append(key.name);
+    const QJsonObject object = json.value.toObject();
+    for (const QString &name : object.keys()) {
+        if (!names.contains(name))
+            json.refuse("no " + kind + " other than " + names.join(", "), u'"' + name + u'"');
+    }
+
+    for (const Key &key : keys) {
+        if (object.contains(key.name))
+            key.read(json.member(key.name));
+    }
 }
 
 template <typename Number>
@@ -106,177 +106,133 @@ void readCode(const Json &json, std::uint32_t &code, qint64 smallest)
     code = static_cast<std::uint32_t>(value);
 }
 
-void readFailureCode(const Json &json, std::uint32_t &code)
-{
-    readCode(json, code, 1);
-}
-
-/// Results of Windows functions: 0 lets the call succeed.
-void readResult(const Json &json, std::uint32_t &result)
-{
-    readCode(json, result, 0);
-}
-
-template <typename Element>
-void readList(const Json &json, QList<Element> &list, void (*readElement)(const Json &, Element &))
-{
-    json.requireArray();
-    for (qsizetype index = 0; index < json.value.toArray().size(); ++index) {
-        Element element;
-        readElement(json.element(index), element);
-        list.append(element);
-    }
-}
-
-/// A key that an object may have, and what is done with its value.
-struct Key {
-    QString name;
-    std::function<void(const Json &)> read;
-};
-
-void readObject(const Json &json, std::initializer_list<Key> keys)
-{
-    json.requireObject();
-
-    QStringList names;
-    for (const Key &key : keys)
-        names.append(key.name);
-    for (const QString &name : json.value.toObject().keys()) {
-        if (!names.contains(name))
-            json.refuse("no keys other than " + names.join(", "), u'"' + name + u'"');
-    }
-
-    for (const Key &key : keys) {
-        if (json.value.toObject().contains(key.name))
-            key.read(json.member(key.name));
-    }
-}
-
-Key textKey(const QString &name, QString &text)
-{
-    return {name, [&text](const Json &json) { readText(json, text); }};
-}
-
-Key optionalTextKey(const QString &name, std::optional<QString> &text)
-{
-    return {name, [&text](const Json &json) { readText(json, text.emplace()); }};
-}
-
-Key textListKey(const QString &name, QStringList &texts)
-{
-    return {name, [&texts](const Json &json) { readList(json, texts, readText); }};
-}
-
 template <typename Number>
 Key numberKey(const QString &name, Number &number, qint64 smallest, qint64 largest)
 {
     return {name, [=, &number](const Json &json) { readNumber(json, number, smallest, largest); }};
 }
 
-void readAdapter(const Json &json, SimulatedAdapter &adapter)
+/// Returns a key whose value is read as its type says.
+template <typename Value>
+Key key(const QString &name, Value &value)
+{
+    return {name, [&value](const Json &json) { read(json, value); }};
+}
+
+void read(const Json &json, QString &text)
+{
+    if (!json.value.isString())
+        json.refuse("a text");
+    text = json.value.toString();
+}
+
+/// Results of Windows functions: 0 lets the call succeed.
+void read(const Json &json, std::uint32_t &result)
+{
+    readCode(json, result, 0);
+}
+
+template <typename Value>
+void read(const Json &json, std::optional<Value> &value)
+{
+    read(json, value.emplace());
+}
+
+template <typename Element>
+void read(const Json &json, QList<Element> &list)
+{
+    if (!json.value.isArray())
+        json.refuse("a list");
+    for (qsizetype index = 0; index < json.value.toArray().size(); ++index)
+        read(json.element(index), list.emplaceBack());
+}
+
+void read(const Json &json, SimulatedAdapter &adapter)
 {
     constexpr qint64 unlimited = std::numeric_limits<qint64>::max();
     readObject(json, {
-                         textKey("description", adapter.description),
+                         key("description", adapter.description),
                          numberKey("ifType", adapter.ifType, 1, 0xFFFF),
                          numberKey("operStatus", adapter.operStatus, 1, 7),
                          numberKey("transmitLinkSpeed", adapter.transmitLinkSpeed, 0, unlimited),
                      });
 }
 
-void readDeviceNode(const Json &json, SimulatedDeviceNode &node)
+void read(const Json &json, SimulatedDeviceNode &node)
 {
-    const auto readIdentifiers = [&node](const Json &list) {
-        readList(list, node.hardwareIds.emplace(), readText);
-    };
     readObject(json, {
-                         optionalTextKey("friendlyName", node.friendlyName),
-                         {"hardwareIds", readIdentifiers},
-                         optionalTextKey("description", node.description),
-                         optionalTextKey("location", node.location),
+                         key("friendlyName", node.friendlyName),
+                         key("hardwareIds", node.hardwareIds),
+                         key("description", node.description),
+                         key("location", node.location),
                      });
 }
 
-void readKernelDevice(const Json &json, SimulatedKernelDevice &device)
+void read(const Json &json, SimulatedKernelDevice &device)
 {
     readObject(json, {
-                         textKey("id", device.id),
-                         textKey("friendlyName", device.friendlyName),
-                         textKey("description", device.description),
+                         key("id", device.id),
+                         key("friendlyName", device.friendlyName),
+                         key("description", device.description),
                      });
 }
 
-QStringList kernelOrdinals()
+/// Reads the codes that operations fail with, by ordinal.
+void read(const Json &json, QMap<int, std::uint32_t> &failures)
 {
-    QStringList ordinals;
-    platform::KernelApi().forEach([&ordinals](const auto &operation) {
-        ordinals.append(QString::number(operation.ordinal));
+    QList<Key> keys;
+    platform::KernelApi().forEach([&](const auto &operation) {
+        const int ordinal = operation.ordinal;
+        keys.append({QString::number(ordinal), [&failures, ordinal](const Json &code) {
+                         readCode(code, failures[ordinal], 1);
+                     }});
     });
-    return ordinals;
+    readObject(json, keys, "ordinals");
 }
 
-void readKernelFailures(const Json &json, QMap<int, std::uint32_t> &failures)
+/// Reads the results of Windows functions' next calls, by name.
+void read(const Json &json, QMap<QString, QList<std::uint32_t>> &failures)
 {
-    json.requireObject();
-    const QStringList ordinals = kernelOrdinals();
-    for (const QString &key : json.value.toObject().keys()) {
-        if (!ordinals.contains(key))
-            json.refuse("no ordinals other than " + ordinals.join(", "), u'"' + key + u'"');
-        readFailureCode(json.member(key), failures[key.toInt()]);
-    }
+    QList<Key> keys;
+    platform::WindowsApi().forEach([&](const auto &function) {
+        const QString name = function.name;
+        keys.append(
+            {name, [&failures, name](const Json &results) { read(results, failures[name]); }});
+    });
+    readObject(json, keys);
 }
 
-void readKernel(const Json &json, SimulatedKernelSettings &kernel)
+void read(const Json &json, SimulatedKernelSettings &kernel)
 {
     constexpr int hourMs = 3'600'000;
-    readObject(
-        json,
-        {
-            numberKey("openDelayMs", kernel.openDelayMs, 0, hourMs),
-            {"devices",
-             [&](const Json &list) { readList(list, kernel.devices, readKernelDevice); }},
-            {"unlistedDevices",
-             [&](const Json &list) { readList(list, kernel.unlistedDevices, readKernelDevice); }},
-            {"failures", [&](const Json &map) { readKernelFailures(map, kernel.failures); }},
-            {"endCode", [&](const Json &code) { readFailureCode(code, kernel.endCode); }},
-            textKey("errorName", kernel.errorName),
-            textKey("errorText", kernel.errorText),
-        });
-}
-
-void readWindowsFailures(const Json &json, QMap<QString, QList<std::uint32_t>> &failures)
-{
-    const auto key = [&failures](const QString &function) -> Key {
-        return {function, [&failures, function](const Json &results) {
-                    readList(results, failures[function], readResult);
-                }};
-    };
     readObject(json, {
-                         key("GetAdaptersAddresses"),
-                         key("SetupDiGetClassDevsW"),
-                         key("SetupDiEnumDeviceInfo"),
-                         key("SetupDiGetDeviceRegistryPropertyA"),
-                         key("K32EnumDeviceDrivers"),
-                         key("K32GetDeviceDriverBaseNameA"),
-                         key("GetStdHandle"),
-                         key("GetConsoleScreenBufferInfo"),
-                         key("SetConsoleTextAttribute"),
+                         numberKey("openDelayMs", kernel.openDelayMs, 0, hourMs),
+                         key("devices", kernel.devices),
+                         key("unlistedDevices", kernel.unlistedDevices),
+                         key("failures", kernel.failures),
+                         {"endCode", [&](const Json &code) { readCode(code, kernel.endCode, 1); }},
+                         key("errorName", kernel.errorName),
+                         key("errorText", kernel.errorText),
                      });
 }
 
-void readPc(const Json &json, SimulatedPc &pc)
+void readFolderName(const Json &json, QString &name)
 {
-    readObject(
-        json, {
-                  {"userName", [&](const Json &name) { readFolderName(name, pc.userName); }},
-                  textListKey("loadedDrivers", pc.loadedDrivers),
-                  {"adapters", [&](const Json &list) { readList(list, pc.adapters, readAdapter); }},
-                  {"deviceNodes",
-                   [&](const Json &list) { readList(list, pc.deviceNodes, readDeviceNode); }},
-                  {"kernel", [&](const Json &kernel) { readKernel(kernel, pc.kernel); }},
-                  {"windowsFailures",
-                   [&](const Json &map) { readWindowsFailures(map, pc.windowsFailures); }},
-              });
+    read(json, name);
+    if (name.isEmpty() || name.contains(u'/') || name.contains(u'\\') || name.startsWith(u'.'))
+        json.refuse("the name of a folder");
+}
+
+void read(const Json &json, SimulatedPc &pc)
+{
+    readObject(json, {
+                         {"userName", [&](const Json &name) { readFolderName(name, pc.userName); }},
+                         key("loadedDrivers", pc.loadedDrivers),
+                         key("adapters", pc.adapters),
+                         key("deviceNodes", pc.deviceNodes),
+                         key("kernel", pc.kernel),
+                         key("windowsFailures", pc.windowsFailures),
+                     });
 }
 
 QJsonValue readDocument(const QString &path)
@@ -306,7 +262,7 @@ SimulatedPc SimulatedPc::load(const QString &folder)
     SimulatedPc pc;
     pc.folder = path;
     const QString file = path + "/pc.json";
-    readPc({file, {}, readDocument(file)}, pc);
+    read(Json{file, {}, readDocument(file)}, pc);
     if (!QFileInfo(path + "/C").isDir())
         refuse(path + "/C", "the folder of drive C:", "no folder");
     return pc;

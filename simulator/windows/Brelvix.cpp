@@ -12,13 +12,10 @@ using platform::SystemInformation;
 namespace
 {
 
-constexpr auto folderVariable = "ORVANTA_SIMULATED_PC";
-constexpr auto logVariable = "ORVANTA_KERNEL_LOG";
-
 SimulatedKernelSettings loadSettings()
 {
     try {
-        return SimulatedPc::load(qEnvironmentVariable(folderVariable)).kernel;
+        return SimulatedPc::load(qEnvironmentVariable("ORVANTA_SIMULATED_PC")).kernel;
     } catch (const std::exception &failure) {
         qFatal("%s", failure.what());
     }
@@ -28,8 +25,7 @@ const platform::KernelApi &kernel()
 {
     static SimulatedKernel kernel(loadSettings());
     static const platform::KernelApi operations = [] {
-        if (qEnvironmentVariableIsSet(logVariable))
-            kernel.logTo(qEnvironmentVariable(logVariable));
+        kernel.logTo(qEnvironmentVariable("ORVANTA_KERNEL_LOG"));
         return kernel.operations();
     }();
     return operations;
