@@ -21,7 +21,7 @@ SimulatedKernelSettings loadSettings()
     }
 }
 
-const platform::KernelApi &kernel()
+const platform::KernelApi &operations()
 {
     static SimulatedKernel kernel(loadSettings());
     static const platform::KernelApi operations = [] {
@@ -38,7 +38,7 @@ extern "C" {
 #define EXPORT(ordinal, name, parameters, arguments)                                               \
     std::uint32_t name parameters                                                                  \
     {                                                                                              \
-        return kernel().name arguments;                                                            \
+        return operations().name arguments;                                                            \
     }
 PLATFORM_KERNEL_OPERATIONS(EXPORT)
 #undef EXPORT
