@@ -38,7 +38,7 @@ extern "C" {
 #define EXPORT(ordinal, name, parameters, arguments)                                               \
     std::uint32_t name parameters                                                                  \
     {                                                                                              \
-        return operations().name arguments;                                                            \
+        return operations().name arguments;                                                        \
     }
 PLATFORM_KERNEL_OPERATIONS(EXPORT)
 #undef EXPORT
