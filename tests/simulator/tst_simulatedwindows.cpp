@@ -6,6 +6,8 @@
 #include <array>
 #include <functional>
 #include <future>
+#include <map>
+#include <string>
 #include <vector>
 
 namespace
@@ -56,6 +58,14 @@ struct Windows {
         if (!api.SetupDiEnumDeviceInfo(set, index, &info))
             qFatal("Expected device %u", static_cast<unsigned>(index));
         return info;
+    }
+
+    std::array<LPVOID, 2> drivers() const
+    {
+        std::array<LPVOID, 2> addresses{};
+        DWORD neededSize = 0;
+        api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), &neededSize);
+        return addresses;
     }
 
     ULONG neededAdapterSize() const
@@ -112,20 +122,16 @@ PropertyAnswer queryProperty(const Windows &windows, DWORD index, DWORD property
 
 using Call = std::function<bool(const platform::WindowsApi &)>;
 
-struct NamedCall {
-    const char *name;
-    /// Returns whether the function succeeded.
-    Call call;
-};
-
-/// One valid call of each function other than GetAdaptersAddresses.
-std::vector<NamedCall> oneCallEach(const Windows &windows)
+/// Returns a valid call of a function, which tells whether it succeeded.
+Call callOf(const char *function, const Windows &windows)
 {
     static SP_DEVINFO_DATA device;
     static std::array<BYTE, 100> buffer{};
     static std::array<char, 100> name{};
     static std::array<LPVOID, 10> drivers{};
+    static std::array<IP_ADAPTER_ADDRESSES, 10> adapters{};
     static DWORD size = 0;
+    static ULONG adapterSize = sizeof(adapters);
     static CONSOLE_SCREEN_BUFFER_INFO consoleInfo;
 
     const HDEVINFO set = windows.networkDevices();
@@ -133,40 +139,43 @@ std::vector<NamedCall> oneCallEach(const Windows &windows)
     windows.api.K32EnumDeviceDrivers(drivers.data(), sizeof(drivers), &size);
     const HANDLE console = windows.api.GetStdHandle(STD_OUTPUT_HANDLE);
 
-    return {
+    using Api = const platform::WindowsApi &;
+    const std::map<std::string, Call> calls = {
+        {"GetAdaptersAddresses",
+         [](Api api) {
+             return api.GetAdaptersAddresses(AF_INET, 0, nullptr, adapters.data(), &adapterSize) ==
+                    NO_ERROR;
+         }},
         {"SetupDiGetClassDevsW",
-         [](const auto &api) {
+         [](Api api) {
              return api.SetupDiGetClassDevsW(&networkClass, nullptr, nullptr, DIGCF_PRESENT) !=
                     INVALID_HANDLE_VALUE;
          }},
         {"SetupDiEnumDeviceInfo",
-         [set](const auto &api) { return api.SetupDiEnumDeviceInfo(set, 0, &device) != FALSE; }},
+         [set](Api api) { return api.SetupDiEnumDeviceInfo(set, 0, &device) != FALSE; }},
         {"SetupDiGetDeviceRegistryPropertyA",
-         [set](const auto &api) {
+         [set](Api api) {
              return api.SetupDiGetDeviceRegistryPropertyA(set, &device, SPDRP_DEVICEDESC, nullptr,
                                                           buffer.data(), 100, nullptr) != FALSE;
          }},
         {"K32EnumDeviceDrivers",
-         [](const auto &api) {
+         [](Api api) {
              return api.K32EnumDeviceDrivers(drivers.data(), sizeof(drivers), &size) != FALSE;
          }},
         {"K32GetDeviceDriverBaseNameA",
-         [](const auto &api) {
+         [](Api api) {
              return api.K32GetDeviceDriverBaseNameA(drivers[0], name.data(), 100) != 0;
          }},
         {"GetStdHandle",
-         [](const auto &api) {
-             return api.GetStdHandle(STD_OUTPUT_HANDLE) != INVALID_HANDLE_VALUE;
-         }},
+         [](Api api) { return api.GetStdHandle(STD_OUTPUT_HANDLE) != INVALID_HANDLE_VALUE; }},
         {"GetConsoleScreenBufferInfo",
-         [console](const auto &api) {
+         [console](Api api) {
              return api.GetConsoleScreenBufferInfo(console, &consoleInfo) != FALSE;
          }},
         {"SetConsoleTextAttribute",
-         [console](const auto &api) {
-             return api.SetConsoleTextAttribute(console, 0x0C) != FALSE;
-         }},
+         [console](Api api) { return api.SetConsoleTextAttribute(console, 0x0C) != FALSE; }},
     };
+    return calls.at(function);
 }
 
 } // namespace
@@ -177,7 +186,6 @@ class TestSimulatedWindows : public QObject
 
 private slots:
     void listsAdapters();
-    void fillsABufferOfJustTheRightSize();
     void asksForALargerAdapterBuffer_data();
     void asksForALargerAdapterBuffer();
     void refusesAdapterQueries_data();
@@ -186,27 +194,19 @@ private slots:
     void failsAdapterQueriesWhereAskedTo();
 
     void enumeratesDevices();
-    void refusesToEnumerateDevices();
     void opensOnlyTheNetworkClass();
     void keepsEveryDeviceSet();
     void readsDeviceProperties_data();
     void readsDeviceProperties();
-    void failsOnMissingProperties_data();
-    void failsOnMissingProperties();
-    void reportsTheRequiredPropertySize_data();
+    void readsNoOtherProperties_data();
+    void readsNoOtherProperties();
     void reportsTheRequiredPropertySize();
-    void refusesPropertyQueries();
 
     void listsDrivers();
-    void reportsTheNeededDriverSize();
-    void refusesDriverQueries();
+    void namesDrivers_data();
     void namesDrivers();
-    void cutsLongDriverNames_data();
-    void cutsLongDriverNames();
-    void refusesDriverNames();
-
     void keepsConsoleAttributes();
-    void refusesConsoleCalls();
+    void refusesCalls();
 
     void failsWhereAskedTo_data();
     void failsWhereAskedTo();
@@ -216,44 +216,29 @@ private slots:
 void TestSimulatedWindows::listsAdapters()
 {
     const Windows windows;
-    ULONG size = windows.neededAdapterSize();
+    const ULONG needed = windows.neededAdapterSize();
+    ULONG size = needed;
     AdapterBuffer buffer(size);
     QCOMPARE(windows.api.GetAdaptersAddresses(AF_INET, GAA_FLAG_INCLUDE_PREFIX, nullptr,
                                               buffer.data(), &size),
              NO_ERROR);
+    QCOMPARE(size, needed);
+    QVERIFY(buffer.isUntouchedBehind());
 
     const IP_ADAPTER_ADDRESSES *first = buffer.data();
-    QCOMPARE(first->Length, sizeof(IP_ADAPTER_ADDRESSES));
-    QCOMPARE(first->IfIndex, 1U);
     QCOMPARE(QString::fromWCharArray(first->Description), "Example LAN");
-    QCOMPARE(QString::fromWCharArray(first->FriendlyName), "Ethernet 1");
-    QCOMPARE(first->AdapterName, "{SIMULATED-ADAPTER-1}");
     QCOMPARE(first->IfType, IF_TYPE_ETHERNET_CSMACD);
     QCOMPARE(first->OperStatus, IfOperStatusUp);
     QCOMPARE(first->TransmitLinkSpeed, 1'000'000'000U);
-    QCOMPARE(first->ReceiveLinkSpeed, 1'000'000'000U);
 
     const IP_ADAPTER_ADDRESSES *second = first->Next;
     QVERIFY(second);
-    QCOMPARE(second->IfIndex, 2U);
     QCOMPARE(QString::fromWCharArray(second->Description),
              QString::fromUtf8("B\xC3\xBCro \xF0\x9F\x8C\x90"));
-    QCOMPARE(second->AdapterName, "{SIMULATED-ADAPTER-2}");
     QCOMPARE(second->IfType, 71U);
     QCOMPARE(second->OperStatus, IfOperStatusDown);
     QCOMPARE(second->TransmitLinkSpeed, 10'000'000'000U);
     QVERIFY(!second->Next);
-}
-
-void TestSimulatedWindows::fillsABufferOfJustTheRightSize()
-{
-    const Windows windows;
-    ULONG size = windows.neededAdapterSize();
-    const ULONG needed = size;
-    AdapterBuffer buffer(size);
-    QCOMPARE(windows.api.GetAdaptersAddresses(AF_INET, 0, nullptr, buffer.data(), &size), NO_ERROR);
-    QCOMPARE(size, needed);
-    QVERIFY(buffer.isUntouchedBehind());
 }
 
 void TestSimulatedWindows::asksForALargerAdapterBuffer_data()
@@ -290,15 +275,17 @@ void TestSimulatedWindows::refusesAdapterQueries_data()
     QTest::addColumn<bool>("hasSize");
     QTest::addColumn<ULONG>("result");
 
-    const ULONG overflow = ERROR_BUFFER_OVERFLOW;
-    const ULONG invalid = ERROR_INVALID_PARAMETER;
-    QTest::newRow("any family") << ULONG{0} << ULONG{0} << false << true << overflow;
-    QTest::newRow("second family") << ULONG{23} << ULONG{0} << false << true << overflow;
-    QTest::newRow("all flags") << ULONG{2} << ULONG{0x7FF} << false << true << overflow;
-    QTest::newRow("unknown family") << ULONG{1} << ULONG{0} << false << true << invalid;
-    QTest::newRow("unknown flag") << ULONG{2} << ULONG{0x800} << false << true << invalid;
-    QTest::newRow("reserved") << ULONG{2} << ULONG{0} << true << true << invalid;
-    QTest::newRow("no size") << ULONG{2} << ULONG{0} << false << false << invalid;
+    const auto addRow = [](const char *name, ULONG family, ULONG flags, bool hasReserved,
+                           bool hasSize, ULONG result) {
+        QTest::newRow(name) << family << flags << hasReserved << hasSize << result;
+    };
+    addRow("any family", 0, 0, false, true, ERROR_BUFFER_OVERFLOW);
+    addRow("second family", 23, 0, false, true, ERROR_BUFFER_OVERFLOW);
+    addRow("all flags", 2, 0x7FF, false, true, ERROR_BUFFER_OVERFLOW);
+    addRow("unknown family", 1, 0, false, true, ERROR_INVALID_PARAMETER);
+    addRow("unknown flag", 2, 0x800, false, true, ERROR_INVALID_PARAMETER);
+    addRow("reserved", 2, 0, true, true, ERROR_INVALID_PARAMETER);
+    addRow("no size", 2, 0, false, false, ERROR_INVALID_PARAMETER);
 }
 
 void TestSimulatedWindows::refusesAdapterQueries()
@@ -361,30 +348,6 @@ void TestSimulatedWindows::enumeratesDevices()
     SP_DEVINFO_DATA third{};
     third.cbSize = sizeof(third);
     QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 2, &third));
-    QCOMPARE(windows.simulated.lastError(), ERROR_NO_MORE_ITEMS);
-}
-
-void TestSimulatedWindows::refusesToEnumerateDevices()
-{
-    const Windows windows;
-    const HDEVINFO set = windows.networkDevices();
-    SP_DEVINFO_DATA info{};
-
-    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 0, &info));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_USER_BUFFER);
-
-    info.cbSize = sizeof(info) + 1;
-    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 0, &info));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_USER_BUFFER);
-
-    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 0, nullptr));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_PARAMETER);
-
-    info.cbSize = sizeof(info);
-    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(INVALID_HANDLE_VALUE, 0, &info));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_HANDLE);
-    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(nullptr, 0, &info));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_HANDLE);
 }
 
 void TestSimulatedWindows::opensOnlyTheNetworkClass()
@@ -399,10 +362,7 @@ void TestSimulatedWindows::opensOnlyTheNetworkClass()
     SP_DEVINFO_DATA info{};
     info.cbSize = sizeof(info);
     QVERIFY(!windows.api.SetupDiEnumDeviceInfo(usbDevices, 0, &info));
-    QCOMPARE(windows.simulated.lastError(), ERROR_NO_MORE_ITEMS);
-
     QCOMPARE(open(nullptr, nullptr), INVALID_HANDLE_VALUE);
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_PARAMETER);
     QCOMPARE(open(&networkClass, L"PCI"), INVALID_HANDLE_VALUE);
 }
 
@@ -421,15 +381,14 @@ void TestSimulatedWindows::readsDeviceProperties_data()
     QTest::addColumn<DWORD>("type");
     QTest::addColumn<QByteArray>("bytes");
 
-    const DWORD text = REG_SZ;
-    const DWORD texts = REG_MULTI_SZ;
-    QTest::newRow("friendly name")
-        << DWORD{SPDRP_FRIENDLYNAME} << text << QByteArray("Adapter\0", 8);
-    QTest::newRow("hardware identifiers")
-        << DWORD{SPDRP_HARDWAREID} << texts << QByteArray("first\0second\0\0", 14);
-    QTest::newRow("description") << DWORD{SPDRP_DEVICEDESC} << text << QByteArray("Ethernet\0", 9);
-    QTest::newRow("location") << DWORD{SPDRP_LOCATION_INFORMATION} << text
-                              << QByteArray("PCI bus 3, device 0, function 1\0", 32);
+    const auto addRow = [](const char *name, DWORD property, DWORD type, const QByteArray &bytes) {
+        QTest::newRow(name) << property << type << bytes + '\0';
+    };
+    addRow("friendly name", SPDRP_FRIENDLYNAME, REG_SZ, "Adapter");
+    addRow("hardware identifiers", SPDRP_HARDWAREID, REG_MULTI_SZ,
+           QByteArray("first\0second\0", 13));
+    addRow("description", SPDRP_DEVICEDESC, REG_SZ, "Ethernet");
+    addRow("location", SPDRP_LOCATION_INFORMATION, REG_SZ, "PCI bus 3, device 0, function 1");
 }
 
 void TestSimulatedWindows::readsDeviceProperties()
@@ -452,7 +411,7 @@ void TestSimulatedWindows::readsDeviceProperties()
     QCOMPARE(QString::fromLocal8Bit(local.buffer.constData()), QString::fromUtf8("B\xC3\xBCro"));
 }
 
-void TestSimulatedWindows::failsOnMissingProperties_data()
+void TestSimulatedWindows::readsNoOtherProperties_data()
 {
     QTest::addColumn<DWORD>("index");
     QTest::addColumn<DWORD>("property");
@@ -464,7 +423,7 @@ void TestSimulatedWindows::failsOnMissingProperties_data()
     QTest::newRow("property that is not simulated") << DWORD{0} << DWORD{0x4};
 }
 
-void TestSimulatedWindows::failsOnMissingProperties()
+void TestSimulatedWindows::readsNoOtherProperties()
 {
     QFETCH(const DWORD, index);
     QFETCH(const DWORD, property);
@@ -472,163 +431,70 @@ void TestSimulatedWindows::failsOnMissingProperties()
     const Windows windows;
     const PropertyAnswer answer = queryProperty(windows, index, property, 100);
     QVERIFY(!answer.succeeded);
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_DATA);
     QCOMPARE(answer.buffer, QByteArray(100, filler));
-}
-
-void TestSimulatedWindows::reportsTheRequiredPropertySize_data()
-{
-    QTest::addColumn<DWORD>("bufferSize");
-    QTest::addColumn<bool>("succeeds");
-
-    QTest::newRow("none") << DWORD{0} << false;
-    QTest::newRow("one byte short") << DWORD{7} << false;
-    QTest::newRow("just enough") << DWORD{8} << true;
 }
 
 void TestSimulatedWindows::reportsTheRequiredPropertySize()
 {
-    QFETCH(const DWORD, bufferSize);
-    QFETCH(const bool, succeeds);
-
-    const Windows windows;
-    const PropertyAnswer answer = queryProperty(windows, 0, SPDRP_FRIENDLYNAME, bufferSize);
-    QCOMPARE(answer.succeeded != FALSE, succeeds);
-    QCOMPARE(answer.requiredSize, 8U);
-    if (succeeds)
-        return;
-    QCOMPARE(windows.simulated.lastError(), ERROR_INSUFFICIENT_BUFFER);
-    QCOMPARE(answer.buffer, QByteArray(static_cast<qsizetype>(bufferSize), filler));
-}
-
-void TestSimulatedWindows::refusesPropertyQueries()
-{
-    const Windows windows;
-    const HDEVINFO set = windows.networkDevices();
-    const SP_DEVINFO_DATA device = windows.device(set, 0);
-    std::array<BYTE, 100> buffer{};
-    const auto query = [&](HDEVINFO inSet, SP_DEVINFO_DATA *info, BYTE *target, DWORD size) {
-        const BOOL succeeded = windows.api.SetupDiGetDeviceRegistryPropertyA(
-            inSet, info, SPDRP_DEVICEDESC, nullptr, target, size, nullptr);
-        return succeeded ? NO_ERROR : windows.simulated.lastError();
-    };
-
-    SP_DEVINFO_DATA info = device;
-    QCOMPARE(query(set, &info, buffer.data(), 100), NO_ERROR);
-    QCOMPARE(query(INVALID_HANDLE_VALUE, &info, buffer.data(), 100), ERROR_INVALID_HANDLE);
-    QCOMPARE(query(set, nullptr, buffer.data(), 100), ERROR_INVALID_PARAMETER);
-    QCOMPARE(query(set, &info, nullptr, 100), ERROR_INVALID_PARAMETER);
-    QCOMPARE(query(set, &info, nullptr, 0), ERROR_INSUFFICIENT_BUFFER);
-    info.cbSize = 0;
-    QCOMPARE(query(set, &info, buffer.data(), 100), ERROR_INVALID_PARAMETER);
-    info = device;
-    info.DevInst = 0;
-    QCOMPARE(query(set, &info, buffer.data(), 100), ERROR_INVALID_PARAMETER);
-    info.DevInst = 3;
-    QCOMPARE(query(set, &info, buffer.data(), 100), ERROR_INVALID_PARAMETER);
+    for (const DWORD bufferSize : {0U, 7U, 8U}) {
+        const PropertyAnswer answer = queryProperty(Windows(), 0, SPDRP_FRIENDLYNAME, bufferSize);
+        QCOMPARE(answer.succeeded != FALSE, bufferSize == 8);
+        QCOMPARE(answer.requiredSize, 8U);
+        if (!answer.succeeded)
+            QCOMPARE(answer.buffer, QByteArray(static_cast<qsizetype>(bufferSize), filler));
+    }
 }
 
 void TestSimulatedWindows::listsDrivers()
 {
     const Windows windows;
-    std::array<LPVOID, 4> addresses{};
-    DWORD neededSize = 0;
-    QVERIFY(windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), &neededSize));
-    QCOMPARE(neededSize, 2 * sizeof(LPVOID));
-    QVERIFY(addresses[0]);
-    QVERIFY(addresses[1]);
-    QVERIFY(addresses[0] != addresses[1]);
-    QVERIFY(!addresses[2]);
-}
+    // As many addresses as fit are written; the needed size is that of all.
+    for (const std::size_t room : {0, 1, 2, 4}) {
+        std::array<LPVOID, 4> addresses{};
+        DWORD neededSize = 0;
+        QVERIFY(windows.api.K32EnumDeviceDrivers(room == 0 ? nullptr : addresses.data(),
+                                                 static_cast<DWORD>(room * sizeof(LPVOID)),
+                                                 &neededSize));
+        QCOMPARE(neededSize, 2 * sizeof(LPVOID));
+        QCOMPARE(addresses[0] != nullptr, room >= 1);
+        QCOMPARE(addresses[1] != nullptr, room >= 2);
+        QVERIFY(room == 0 || addresses[0] != addresses[1]);
+        QVERIFY(!addresses[2]);
+    }
 
-void TestSimulatedWindows::reportsTheNeededDriverSize()
-{
-    const Windows windows;
-    std::array<LPVOID, 2> addresses{};
-    DWORD neededSize = 0;
-    QVERIFY(windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(LPVOID), &neededSize));
-    QCOMPARE(neededSize, 2 * sizeof(LPVOID));
-    QVERIFY(addresses[0]);
-    QVERIFY(!addresses[1]);
-
-    QVERIFY(windows.api.K32EnumDeviceDrivers(nullptr, 0, &neededSize));
-    QCOMPARE(neededSize, 2 * sizeof(LPVOID));
-
+    DWORD neededSize = 1;
     QVERIFY(Windows(SimulatedPc()).api.K32EnumDeviceDrivers(nullptr, 0, &neededSize));
     QCOMPARE(neededSize, 0U);
 }
 
-void TestSimulatedWindows::refusesDriverQueries()
+void TestSimulatedWindows::namesDrivers_data()
 {
-    const Windows windows;
-    std::array<LPVOID, 2> addresses{};
-    DWORD neededSize = 0;
-    QVERIFY(!windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), nullptr));
-    QVERIFY(!windows.api.K32EnumDeviceDrivers(nullptr, sizeof(addresses), &neededSize));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_PARAMETER);
+    QTest::addColumn<int>("driver");
+    QTest::addColumn<DWORD>("size");
+    QTest::addColumn<QByteArray>("name");
+
+    const auto addRow = [](const char *row, int driver, DWORD size, const QByteArray &name) {
+        QTest::newRow(row) << driver << size << name;
+    };
+    addRow("room for the NUL alone", 0, 1, "");
+    addRow("room for a part", 0, 5, "ntos");
+    addRow("room for all but the NUL", 0, 12, "ntoskrnl.ex");
+    addRow("room for all", 0, 13, "ntoskrnl.exe");
+    addRow("second driver", 1, 20, "Orvanta-BRVX.sys");
 }
 
 void TestSimulatedWindows::namesDrivers()
 {
-    const Windows windows;
-    std::array<LPVOID, 2> addresses{};
-    DWORD neededSize = 0;
-    windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), &neededSize);
-
-    std::array<char, 1024> name{};
-    QCOMPARE(windows.api.K32GetDeviceDriverBaseNameA(addresses[0], name.data(), 1024), 12U);
-    QCOMPARE(name.data(), "ntoskrnl.exe");
-    QCOMPARE(windows.api.K32GetDeviceDriverBaseNameA(addresses[1], name.data(), 1024), 16U);
-    QCOMPARE(name.data(), "Orvanta-BRVX.sys");
-}
-
-void TestSimulatedWindows::cutsLongDriverNames_data()
-{
-    QTest::addColumn<DWORD>("size");
-    QTest::addColumn<QByteArray>("name");
-
-    QTest::newRow("room for the NUL alone") << DWORD{1} << QByteArray("");
-    QTest::newRow("room for a part") << DWORD{5} << QByteArray("ntos");
-    QTest::newRow("room for all but the NUL") << DWORD{12} << QByteArray("ntoskrnl.ex");
-    QTest::newRow("room for all") << DWORD{13} << QByteArray("ntoskrnl.exe");
-}
-
-void TestSimulatedWindows::cutsLongDriverNames()
-{
+    QFETCH(const int, driver);
     QFETCH(const DWORD, size);
     QFETCH(const QByteArray, name);
 
     const Windows windows;
-    LPVOID address = nullptr;
-    DWORD neededSize = 0;
-    windows.api.K32EnumDeviceDrivers(&address, sizeof(address), &neededSize);
-
     QByteArray buffer(20, filler);
-    const DWORD length = windows.api.K32GetDeviceDriverBaseNameA(address, buffer.data(), size);
+    const DWORD length = windows.api.K32GetDeviceDriverBaseNameA(
+        windows.drivers()[static_cast<std::size_t>(driver)], buffer.data(), size);
     QCOMPARE(length, static_cast<DWORD>(name.size()));
     QCOMPARE(buffer, name + '\0' + QByteArray(19 - name.size(), filler));
-}
-
-void TestSimulatedWindows::refusesDriverNames()
-{
-    const Windows windows;
-    std::array<LPVOID, 2> addresses{};
-    DWORD neededSize = 0;
-    windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), &neededSize);
-    std::array<char, 100> name{};
-    const auto query = [&](void *address, char *buffer, DWORD size) {
-        const DWORD length = windows.api.K32GetDeviceDriverBaseNameA(address, buffer, size);
-        return length != 0 ? NO_ERROR : windows.simulated.lastError();
-    };
-
-    char *first = static_cast<char *>(addresses[0]);
-    const auto step = static_cast<char *>(addresses[1]) - first;
-    QCOMPARE(query(first, name.data(), 100), NO_ERROR);
-    QCOMPARE(query(nullptr, name.data(), 100), ERROR_INVALID_HANDLE);
-    QCOMPARE(query(first + 1, name.data(), 100), ERROR_INVALID_HANDLE);
-    QCOMPARE(query(first + 2 * step, name.data(), 100), ERROR_INVALID_HANDLE);
-    QCOMPARE(query(first, name.data(), 0), ERROR_INSUFFICIENT_BUFFER);
-    QCOMPARE(query(first, nullptr, 100), ERROR_INSUFFICIENT_BUFFER);
 }
 
 void TestSimulatedWindows::keepsConsoleAttributes()
@@ -648,40 +514,84 @@ void TestSimulatedWindows::keepsConsoleAttributes()
     QCOMPARE(windows.simulated.consoleAttributes(), 0x0C);
 }
 
-void TestSimulatedWindows::refusesConsoleCalls()
+void TestSimulatedWindows::refusesCalls()
 {
     const Windows windows;
-    QCOMPARE(windows.simulated.lastError(), NO_ERROR);
-    QCOMPARE(windows.api.GetStdHandle(1), INVALID_HANDLE_VALUE);
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_HANDLE);
+    const HDEVINFO set = windows.networkDevices();
+    const SP_DEVINFO_DATA device = windows.device(set, 0);
+    SP_DEVINFO_DATA changed = device;
+
+    const auto enumerate = [&](HDEVINFO inSet, DWORD size) {
+        changed.cbSize = size;
+        return windows.api.SetupDiEnumDeviceInfo(inSet, 0, &changed);
+    };
+    QVERIFY(enumerate(set, sizeof(changed)));
+    QVERIFY(!enumerate(set, 0));
+    QVERIFY(!enumerate(set, sizeof(changed) + 1));
+    QVERIFY(!enumerate(INVALID_HANDLE_VALUE, sizeof(changed)));
+    QVERIFY(!enumerate(nullptr, sizeof(changed)));
+    QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 0, nullptr));
+
+    std::array<BYTE, 100> buffer{};
+    const auto query = [&](HDEVINFO inSet, SP_DEVINFO_DATA *info, BYTE *target, DWORD size) {
+        return windows.api.SetupDiGetDeviceRegistryPropertyA(inSet, info, SPDRP_DEVICEDESC, nullptr,
+                                                             target, size, nullptr);
+    };
+    changed = device;
+    QVERIFY(query(set, &changed, buffer.data(), 100));
+    QVERIFY(!query(INVALID_HANDLE_VALUE, &changed, buffer.data(), 100));
+    QVERIFY(!query(set, nullptr, buffer.data(), 100));
+    QVERIFY(!query(set, &changed, nullptr, 100));
+    QVERIFY(!query(set, &changed, nullptr, 0));
+    changed.cbSize = 0;
+    QVERIFY(!query(set, &changed, buffer.data(), 100));
+    changed = device;
+    changed.DevInst = 0;
+    QVERIFY(!query(set, &changed, buffer.data(), 100));
+    changed.DevInst = 3;
+    QVERIFY(!query(set, &changed, buffer.data(), 100));
+
+    std::array<LPVOID, 2> addresses = windows.drivers();
+    DWORD neededSize = 0;
+    QVERIFY(!windows.api.K32EnumDeviceDrivers(addresses.data(), sizeof(addresses), nullptr));
+    QVERIFY(!windows.api.K32EnumDeviceDrivers(nullptr, sizeof(addresses), &neededSize));
+
+    std::array<char, 100> name{};
+    char *first = static_cast<char *>(addresses[0]);
+    const auto step = static_cast<char *>(addresses[1]) - first;
+    const auto lengthOfName = [&](void *address, char *target, DWORD size) {
+        return windows.api.K32GetDeviceDriverBaseNameA(address, target, size);
+    };
+    QCOMPARE(lengthOfName(first, name.data(), 100), 12U);
+    QCOMPARE(lengthOfName(nullptr, name.data(), 100), 0U);
+    QCOMPARE(lengthOfName(first + 1, name.data(), 100), 0U);
+    QCOMPARE(lengthOfName(first + 2 * step, name.data(), 100), 0U);
+    QCOMPARE(lengthOfName(first, name.data(), 0), 0U);
+    QCOMPARE(lengthOfName(first, nullptr, 100), 0U);
 
     CONSOLE_SCREEN_BUFFER_INFO info{};
+    const HANDLE console = windows.api.GetStdHandle(STD_OUTPUT_HANDLE);
+    QCOMPARE(windows.api.GetStdHandle(1), INVALID_HANDLE_VALUE);
     QVERIFY(!windows.api.GetConsoleScreenBufferInfo(nullptr, &info));
+    QVERIFY(!windows.api.GetConsoleScreenBufferInfo(console, nullptr));
     QVERIFY(!windows.api.SetConsoleTextAttribute(INVALID_HANDLE_VALUE, 0x0C));
     QCOMPARE(windows.simulated.consoleAttributes(), 0x07);
-
-    const HANDLE console = windows.api.GetStdHandle(STD_OUTPUT_HANDLE);
-    QVERIFY(!windows.api.GetConsoleScreenBufferInfo(console, nullptr));
-    QCOMPARE(windows.simulated.lastError(), ERROR_INVALID_PARAMETER);
 }
 
 void TestSimulatedWindows::failsWhereAskedTo_data()
 {
-    QTest::addColumn<int>("position");
-    const Windows windows;
-    const std::vector<NamedCall> calls = oneCallEach(windows);
-    for (std::size_t position = 0; position < calls.size(); ++position)
-        QTest::newRow(calls[position].name) << static_cast<int>(position);
+    QTest::addColumn<QString>("function");
+    platform::WindowsApi().forEach(
+        [](const auto &entry) { QTest::newRow(entry.name) << QString(entry.name); });
 }
 
 void TestSimulatedWindows::failsWhereAskedTo()
 {
-    QFETCH(const int, position);
+    QFETCH(const QString, function);
 
     // Making the calls ready takes one call of some of the functions, which is to succeed.
-    const QByteArray function = QTest::currentDataTag();
-    const bool isUsedBefore = QList<QByteArray>{"SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo",
-                                                "K32EnumDeviceDrivers", "GetStdHandle"}
+    const bool isUsedBefore = QStringList{"SetupDiGetClassDevsW", "SetupDiEnumDeviceInfo",
+                                          "K32EnumDeviceDrivers", "GetStdHandle"}
                                   .contains(function);
     SimulatedPc pc = examplePc();
     pc.windowsFailures[function] = {5, 0, 6};
@@ -689,12 +599,10 @@ void TestSimulatedWindows::failsWhereAskedTo()
         pc.windowsFailures[function].prepend(0);
 
     const Windows windows(pc);
-    const Call call = oneCallEach(windows)[static_cast<std::size_t>(position)].call;
+    const Call call = callOf(qPrintable(function), windows);
     QVERIFY(!call(windows.api));
-    QCOMPARE(windows.simulated.lastError(), 5U);
     QVERIFY(call(windows.api));
     QVERIFY(!call(windows.api));
-    QCOMPARE(windows.simulated.lastError(), 6U);
     QVERIFY(call(windows.api));
     QVERIFY(call(windows.api));
 }
