@@ -10,15 +10,13 @@
 namespace
 {
 
-/// A folder with a drive C: and, unless the content is null, a pc.json.
+/// A folder with a drive C: and a pc.json.
 class PcFolder
 {
 public:
     explicit PcFolder(const QByteArray &json)
     {
         QDir(path()).mkdir("C");
-        if (json.isNull())
-            return;
         QFile file(path() + "/pc.json");
         if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size())
             qFatal("Expected %s to be writable", qPrintable(file.fileName()));
@@ -66,9 +64,7 @@ private slots:
     void refusesContent();
     void refusesBrokenJson_data();
     void refusesBrokenJson();
-    void refusesMissingFolder();
-    void refusesMissingFile();
-    void refusesMissingDrive();
+    void refusesWhatIsMissing();
     void refusesInOneLine();
 };
 
@@ -217,160 +213,103 @@ void TestSimulatedPc::refusesContent_data()
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QString>("refused");
 
-    QTest::newRow("list") << QByteArray("[1]") << ": expected an object, found [1]";
+    const auto refused = [](const QByteArray &json, const QString &place, const QString &expected) {
+        QTest::newRow(json) << json << place + ": expected " + expected;
+    };
+    refused("[1]", "", "an object, found [1]");
+    const QString pcKeys = "no keys other than userName, loadedDrivers, adapters, deviceNodes, "
+                           "kernel, windowsFailures, found ";
+    refused(R"({"kernels": {}})", "", pcKeys + R"("kernels")");
+    refused(R"({"Adapters": []})", "", pcKeys + R"("Adapters")");
 
-    const QString pcKeys =
-        "userName, loadedDrivers, adapters, deviceNodes, kernel, windowsFailures";
-    QTest::newRow("unknown key")
-        << QByteArray(R"({"kernels": {}})")
-        << QString(R"(: expected no keys other than %1, found "kernels")").arg(pcKeys);
-    QTest::newRow("key in other letters")
-        << QByteArray(R"({"Adapters": []})")
-        << QString(R"(: expected no keys other than %1, found "Adapters")").arg(pcKeys);
+    refused(R"({"userName": 1})", ": userName", "a text, found 1");
+    const QString folderName = "the name of a folder, found ";
+    refused(R"({"userName": ""})", ": userName", folderName + R"("")");
+    refused(R"({"userName": "a/b"})", ": userName", folderName + R"("a/b")");
+    refused(R"({"userName": "a\\b"})", ": userName", folderName + R"("a\\b")");
+    refused(R"({"userName": ".."})", ": userName", folderName + R"("..")");
+    refused(R"({"loadedDrivers": "a"})", ": loadedDrivers", R"(a list, found "a")");
+    refused(R"({"loadedDrivers": ["a", null]})", ": loadedDrivers[1]", "a text, found null");
 
-    const QString folderName = ": userName: expected the name of a folder, found ";
-    QTest::newRow("user name, wrong type")
-        << QByteArray(R"({"userName": 1})") << ": userName: expected a text, found 1";
-    QTest::newRow("user name, empty") << QByteArray(R"({"userName": ""})") << folderName + R"("")";
-    QTest::newRow("user name, path")
-        << QByteArray(R"({"userName": "a/b"})") << folderName + R"("a/b")";
-    QTest::newRow("user name, Windows path")
-        << QByteArray(R"({"userName": "a\\b"})") << folderName + R"("a\\b")";
-    QTest::newRow("user name, folder above")
-        << QByteArray(R"({"userName": ".."})") << folderName + R"("..")";
+    refused(R"({"adapters": {}})", ": adapters", "a list, found {}");
+    refused(R"({"adapters": ["LAN"]})", ": adapters[0]", R"(an object, found "LAN")");
+    refused(R"({"adapters": [{}, {"speed": 1}]})", ": adapters[1]",
+            "no keys other than description, ifType, operStatus, transmitLinkSpeed, found "
+            "\"speed\"");
+    const auto refusedAdapter = [&](const QByteArray &json, const char *key,
+                                    const QString &expected) {
+        refused(R"({"adapters": [)" + json + "]}", QString(": adapters[0].") + key, expected);
+    };
+    refusedAdapter(R"({"description": true})", "description", "a text, found true");
+    refusedAdapter(R"({"ifType": 0})", "ifType", "a whole number from 1 to 65535, found 0");
+    const QString status = "a whole number from 1 to 7, found ";
+    refusedAdapter(R"({"operStatus": 0})", "operStatus", status + "0");
+    refusedAdapter(R"({"operStatus": 8})", "operStatus", status + "8");
+    refusedAdapter(R"({"operStatus": "1"})", "operStatus", status + R"("1")");
+    const QString speed = "a whole number from 0 to 9223372036854775807, found ";
+    refusedAdapter(R"({"transmitLinkSpeed": -1})", "transmitLinkSpeed", speed + "-1");
+    refusedAdapter(R"({"transmitLinkSpeed": 1.5})", "transmitLinkSpeed", speed + "1.5");
 
-    QTest::newRow("drivers, no list")
-        << QByteArray(R"({"loadedDrivers": "ntoskrnl.exe"})")
-        << R"(: loadedDrivers: expected a list, found "ntoskrnl.exe")";
-    QTest::newRow("drivers, no text") << QByteArray(R"({"loadedDrivers": ["a", null]})")
-                                      << ": loadedDrivers[1]: expected a text, found null";
+    refused(R"({"deviceNodes": 1})", ": deviceNodes", "a list, found 1");
+    const auto refusedNode = [&](const QByteArray &json, const char *place,
+                                 const QString &expected) {
+        refused(R"({"deviceNodes": [)" + json + "]}", QString(": deviceNodes[0]") + place,
+                expected);
+    };
+    refusedNode(R"({"hardwareId": ""})", "",
+                "no keys other than friendlyName, hardwareIds, description, location, found "
+                "\"hardwareId\"");
+    refusedNode(R"({"friendlyName": null})", ".friendlyName", "a text, found null");
+    refusedNode(R"({"hardwareIds": "PCI"})", ".hardwareIds", R"(a list, found "PCI")");
+    refusedNode(R"({"hardwareIds": [["PCI"]]})", ".hardwareIds[0]", R"(a text, found ["PCI"])");
+    refusedNode(R"({"description": 1})", ".description", "a text, found 1");
+    refusedNode(R"({"location": {}})", ".location", "a text, found {}");
 
-    QTest::newRow("adapters, no list")
-        << QByteArray(R"({"adapters": {}})") << ": adapters: expected a list, found {}";
-    QTest::newRow("adapter, no object") << QByteArray(R"({"adapters": ["LAN"]})")
-                                        << R"(: adapters[0]: expected an object, found "LAN")";
-    QTest::newRow("adapter, unknown key")
-        << QByteArray(R"({"adapters": [{}, {"speed": 1}]})")
-        << ": adapters[1]: expected no keys other than description, ifType, operStatus, "
-           "transmitLinkSpeed, found \"speed\"";
-    QTest::newRow("adapter, description")
-        << QByteArray(R"({"adapters": [{"description": true}]})")
-        << ": adapters[0].description: expected a text, found true";
-    QTest::newRow("adapter, type") << QByteArray(R"({"adapters": [{"ifType": 0}]})")
-                                   << ": adapters[0].ifType: expected a whole number from 1 to "
-                                      "65535, found 0";
-    QTest::newRow("adapter, status below")
-        << QByteArray(R"({"adapters": [{"operStatus": 0}]})")
-        << ": adapters[0].operStatus: expected a whole number from 1 to 7, found 0";
-    QTest::newRow("adapter, status above")
-        << QByteArray(R"({"adapters": [{"operStatus": 8}]})")
-        << ": adapters[0].operStatus: expected a whole number from 1 to 7, found 8";
-    QTest::newRow("adapter, status as text")
-        << QByteArray(R"({"adapters": [{"operStatus": "1"}]})")
-        << R"(: adapters[0].operStatus: expected a whole number from 1 to 7, found "1")";
-    QTest::newRow("adapter, negative speed")
-        << QByteArray(R"({"adapters": [{"transmitLinkSpeed": -1}]})")
-        << ": adapters[0].transmitLinkSpeed: expected a whole number from 0 to "
-           "9223372036854775807, found -1";
-    QTest::newRow("adapter, broken speed")
-        << QByteArray(R"({"adapters": [{"transmitLinkSpeed": 1.5}]})")
-        << ": adapters[0].transmitLinkSpeed: expected a whole number from 0 to "
-           "9223372036854775807, found 1.5";
+    const auto refusedKernel = [&](const QByteArray &json, const char *place,
+                                   const QString &expected) {
+        refused(inKernel(json), QString(": kernel") + place, expected);
+    };
+    refusedKernel("[]", "", "an object, found []");
+    refusedKernel(R"({"delay": 1})", "",
+                  "no keys other than openDelayMs, devices, unlistedDevices, failures, endCode, "
+                  "errorName, errorText, found \"delay\"");
+    const QString delay = "a whole number from 0 to 3600000, found ";
+    refusedKernel(R"({"openDelayMs": -1})", ".openDelayMs", delay + "-1");
+    refusedKernel(R"({"openDelayMs": 3600001})", ".openDelayMs", delay + "3600001");
+    refusedKernel(R"({"devices": [{}, {}, {"id": 7}]})", ".devices[2].id", "a text, found 7");
+    refusedKernel(R"({"devices": [{"friendlyName": 7}]})", ".devices[0].friendlyName",
+                  "a text, found 7");
+    refusedKernel(R"({"devices": [{"name": "A"}]})", ".devices[0]",
+                  "no keys other than id, friendlyName, description, found \"name\"");
+    refusedKernel(R"({"unlistedDevices": [{"description": 7}]})", ".unlistedDevices[0].description",
+                  "a text, found 7");
+    refusedKernel(R"({"errorName": 1})", ".errorName", "a text, found 1");
+    refusedKernel(R"({"errorText": 1})", ".errorText", "a text, found 1");
 
-    QTest::newRow("device nodes, no list")
-        << QByteArray(R"({"deviceNodes": 1})") << ": deviceNodes: expected a list, found 1";
-    QTest::newRow("device node, unknown key")
-        << QByteArray(R"({"deviceNodes": [{"hardwareId": ""}]})")
-        << ": deviceNodes[0]: expected no keys other than friendlyName, hardwareIds, description, "
-           "location, found \"hardwareId\"";
-    QTest::newRow("device node, name")
-        << QByteArray(R"({"deviceNodes": [{"friendlyName": null}]})")
-        << ": deviceNodes[0].friendlyName: expected a text, found null";
-    QTest::newRow("device node, identifiers")
-        << QByteArray(R"({"deviceNodes": [{"hardwareIds": "PCI"}]})")
-        << R"(: deviceNodes[0].hardwareIds: expected a list, found "PCI")";
-    QTest::newRow("device node, one identifier")
-        << QByteArray(R"({"deviceNodes": [{"hardwareIds": [["PCI"]]}]})")
-        << R"(: deviceNodes[0].hardwareIds[0]: expected a text, found ["PCI"])";
-    QTest::newRow("device node, description")
-        << QByteArray(R"({"deviceNodes": [{"description": 1}]})")
-        << ": deviceNodes[0].description: expected a text, found 1";
-    QTest::newRow("device node, location")
-        << QByteArray(R"({"deviceNodes": [{"location": {}}]})")
-        << ": deviceNodes[0].location: expected a text, found {}";
+    refusedKernel(R"({"failures": [13]})", ".failures", "an object, found [13]");
+    refusedKernel(R"({"failures": {"17": 1}})", ".failures",
+                  "no ordinals other than 13, 14, 16, 19, 29, 37, 38, 55, 56, 130, 182, 200, 512, "
+                  "572, found \"17\"");
+    refusedKernel(R"({"failures": {"13": 0}})", ".failures.13",
+                  "a whole number from 1 to 4294967295, found 0");
+    const QString code = R"(a code from 1 to 4294967295, or a text such as "0x10160000", found )";
+    refusedKernel(R"({"failures": {"13": "0xfails"}})", ".failures.13", code + R"("0xfails")");
+    for (const char *text : {"101F0000", "0x", "0x-1", "0x0", "0x100000000"}) {
+        const QByteArray json = QByteArray("\"") + text + '"';
+        refusedKernel(R"({"endCode": )" + json + "}", ".endCode", code + json);
+    }
+    refusedKernel(R"({"endCode": 4294967296})", ".endCode",
+                  "a whole number from 1 to 4294967295, found 4294967296");
 
-    QTest::newRow("kernel, no object")
-        << QByteArray(R"({"kernel": []})") << ": kernel: expected an object, found []";
-    QTest::newRow("kernel, unknown key")
-        << inKernel(R"({"delay": 1})")
-        << ": kernel: expected no keys other than openDelayMs, devices, unlistedDevices, failures, "
-           "endCode, errorName, errorText, found \"delay\"";
-    QTest::newRow("kernel, negative delay")
-        << inKernel(R"({"openDelayMs": -1})")
-        << ": kernel.openDelayMs: expected a whole number from 0 to 3600000, found -1";
-    QTest::newRow("kernel, long delay")
-        << inKernel(R"({"openDelayMs": 3600001})")
-        << ": kernel.openDelayMs: expected a whole number from 0 to 3600000, found 3600001";
-    QTest::newRow("kernel device, identifier")
-        << inKernel(R"({"devices": [{}, {}, {"id": 7}]})")
-        << ": kernel.devices[2].id: expected a text, found 7";
-    QTest::newRow("kernel device, name")
-        << inKernel(R"({"devices": [{"friendlyName": 7}]})")
-        << ": kernel.devices[0].friendlyName: expected a text, found 7";
-    QTest::newRow("kernel device, unknown key")
-        << inKernel(R"({"devices": [{"name": "A"}]})")
-        << ": kernel.devices[0]: expected no keys other than id, friendlyName, description, found "
-           "\"name\"";
-    QTest::newRow("unlisted kernel device, description")
-        << inKernel(R"({"unlistedDevices": [{"description": 7}]})")
-        << ": kernel.unlistedDevices[0].description: expected a text, found 7";
-    QTest::newRow("kernel failures, list")
-        << inKernel(R"({"failures": [13]})") << ": kernel.failures: expected an object, found [13]";
-    QTest::newRow("kernel failures, unknown ordinal")
-        << inKernel(R"({"failures": {"17": 1}})")
-        << ": kernel.failures: expected no ordinals other than 13, 14, 16, 19, 29, 37, 38, 55, 56, "
-           "130, 182, 200, 512, 572, found \"17\"";
-    QTest::newRow("kernel failures, success")
-        << inKernel(R"({"failures": {"13": 0}})")
-        << ": kernel.failures.13: expected a whole number from 1 to 4294967295, found 0";
-
-    const QString code = R"(expected a code from 1 to 4294967295, or a text such as "0x10160000")";
-    QTest::newRow("code, no hexadecimal digits")
-        << inKernel(R"({"failures": {"13": "0xfails"}})")
-        << QString(R"(: kernel.failures.13: %1, found "0xfails")").arg(code);
-    QTest::newRow("code, no prefix")
-        << inKernel(R"({"endCode": "101F0000"})")
-        << QString(R"(: kernel.endCode: %1, found "101F0000")").arg(code);
-    QTest::newRow("code, prefix alone") << inKernel(R"({"endCode": "0x"})")
-                                        << QString(R"(: kernel.endCode: %1, found "0x")").arg(code);
-    QTest::newRow("code, sign") << inKernel(R"({"endCode": "0x-1"})")
-                                << QString(R"(: kernel.endCode: %1, found "0x-1")").arg(code);
-    QTest::newRow("code, zero") << inKernel(R"({"endCode": "0x0"})")
-                                << QString(R"(: kernel.endCode: %1, found "0x0")").arg(code);
-    QTest::newRow("code, too large")
-        << inKernel(R"({"endCode": "0x100000000"})")
-        << QString(R"(: kernel.endCode: %1, found "0x100000000")").arg(code);
-    QTest::newRow("code, number too large")
-        << inKernel(R"({"endCode": 4294967296})")
-        << ": kernel.endCode: expected a whole number from 1 to 4294967295, found 4294967296";
-    QTest::newRow("error name") << inKernel(R"({"errorName": 1})")
-                                << ": kernel.errorName: expected a text, found 1";
-    QTest::newRow("error text") << inKernel(R"({"errorText": 1})")
-                                << ": kernel.errorText: expected a text, found 1";
-
-    QTest::newRow("Windows failures, unknown function")
-        << QByteArray(R"({"windowsFailures": {"CreateFileW": [5]}})")
-        << ": windowsFailures: expected no keys other than GetAdaptersAddresses, "
-           "SetupDiGetClassDevsW, SetupDiEnumDeviceInfo, SetupDiGetDeviceRegistryPropertyA, "
-           "K32EnumDeviceDrivers, K32GetDeviceDriverBaseNameA, GetStdHandle, "
-           "GetConsoleScreenBufferInfo, SetConsoleTextAttribute, found \"CreateFileW\"";
-    QTest::newRow("Windows failures, no list")
-        << QByteArray(R"({"windowsFailures": {"GetStdHandle": 6}})")
-        << ": windowsFailures.GetStdHandle: expected a list, found 6";
-    QTest::newRow("Windows failures, negative")
-        << QByteArray(R"({"windowsFailures": {"GetStdHandle": [6, -6]}})")
-        << ": windowsFailures.GetStdHandle[1]: expected a whole number from 0 to 4294967295, found "
-           "-6";
+    refused(R"({"windowsFailures": {"CreateFileW": [5]}})", ": windowsFailures",
+            "no keys other than GetAdaptersAddresses, SetupDiGetClassDevsW, "
+            "SetupDiEnumDeviceInfo, SetupDiGetDeviceRegistryPropertyA, K32EnumDeviceDrivers, "
+            "K32GetDeviceDriverBaseNameA, GetStdHandle, GetConsoleScreenBufferInfo, "
+            "SetConsoleTextAttribute, found \"CreateFileW\"");
+    refused(R"({"windowsFailures": {"GetStdHandle": 6}})", ": windowsFailures.GetStdHandle",
+            "a list, found 6");
+    refused(R"({"windowsFailures": {"GetStdHandle": [6, -6]}})",
+            ": windowsFailures.GetStdHandle[1]", "a whole number from 0 to 4294967295, found -6");
 }
 
 void TestSimulatedPc::refusesContent()
@@ -405,26 +344,17 @@ void TestSimulatedPc::refusesBrokenJson()
     QVERIFY2(found.endsWith(line), qPrintable(found));
 }
 
-void TestSimulatedPc::refusesMissingFolder()
+void TestSimulatedPc::refusesWhatIsMissing()
 {
     const PcFolder folder("{}");
-    const QString path = folder.path() + "/none";
-    QCOMPARE(refusal(path), path + ": expected the folder of a simulated PC, found no folder");
-}
-
-void TestSimulatedPc::refusesMissingFile()
-{
-    const PcFolder folder{QByteArray()};
-    const QString expected = folder.path() + "/pc.json: expected a file that can be read, found ";
-    QVERIFY2(refusal(folder.path()).startsWith(expected), qPrintable(refusal(folder.path())));
-}
-
-void TestSimulatedPc::refusesMissingDrive()
-{
-    const PcFolder folder("{}");
+    const QString none = folder.path() + "/none";
+    QCOMPARE(refusal(none), none + ": expected the folder of a simulated PC, found no folder");
     QVERIFY(QDir(folder.path()).rmdir("C"));
     QCOMPARE(refusal(folder.path()),
              folder.path() + "/C: expected the folder of drive C:, found no folder");
+    QVERIFY(QFile::remove(folder.path() + "/pc.json"));
+    const QString expected = folder.path() + "/pc.json: expected a file that can be read, found ";
+    QVERIFY2(refusal(folder.path()).startsWith(expected), qPrintable(refusal(folder.path())));
 }
 
 void TestSimulatedPc::refusesInOneLine()
