@@ -151,14 +151,9 @@ private slots:
     void keepsSharedMemory();
     void freesSharedMemoryOnce();
     void loadsAndFreesTheKernelSideLibrary();
-    void enumeratesByIndex();
-    void answersTheEndCode();
-    void cutsLongIdentifiers();
-
+    void enumerates();
     void tellsAboutDevices_data();
     void tellsAboutDevices();
-    void refusesDeviceQueries_data();
-    void refusesDeviceQueries();
     void namesErrors();
     void answersFromSeveralThreads();
 };
@@ -391,6 +386,25 @@ void TestSimulatedKernel::refusesCalls_data()
     refused("information with flags", information(680, 1));
     refused("no information", [](Api api) { return api.OV_getSystemInformation(nullptr, 0); });
 
+    const auto query = [](const char *identifier, std::uint32_t size, std::uint32_t flags) {
+        return [=](Api api) {
+            DeviceQuery query(size);
+            const std::uint32_t code =
+                api.queryDeviceInformation(identifier, &query.information, flags);
+            return query.isUntouched() ? code : success;
+        };
+    };
+    addRow("query of an unknown device", query("DEVICE-Z", 1204, 0), notFound);
+    addRow("query in other letters", query("device-a", 1204, 0), notFound);
+    addRow("query of an identifier's begin", query("DEVICE", 1204, 0), notFound);
+    refused("query of no device", query(nullptr, 1204, 0));
+    refused("query of no size", query("DEVICE-A", 0, 0));
+    refused("too small query", query("DEVICE-A", 1203, 0));
+    refused("too large query", query("DEVICE-A", 1205, 0));
+    refused("query with flags", query("DEVICE-A", 1204, 1));
+    refused("query without a record",
+            [](Api api) { return api.queryDeviceInformation("DEVICE-A", nullptr, 0); });
+
     constexpr KernelCode code{1};
     refused("name without an address", [](Api api) { return api.errorName(code, nullptr, 0); });
     refused("name with flags", [](Api api) { return api.errorName(code, &text, 4); });
@@ -465,38 +479,25 @@ void TestSimulatedKernel::loadsAndFreesTheKernelSideLibrary()
     QCOMPARE(open.api.freeKernel(ended), invalidParameter);
 }
 
-void TestSimulatedKernel::enumeratesByIndex()
+void TestSimulatedKernel::enumerates()
 {
-    const OpenKernel open;
+    SimulatedKernelSettings settings = settingsWithTwoDevices();
+    settings.devices.append({QString(300, u'A'), "", ""});
+    settings.endCode = 0x101F0007;
+    const OpenKernel open(settings);
     const auto enumerate = [&](std::uint32_t index) {
-        std::array<char, 256> identifier{};
+        std::array<char, 257> identifier{};
+        identifier.back() = '?';
         const std::uint32_t code =
             open.api.OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier.data(), 0);
-        return std::pair(code, QByteArray(identifier.data()));
+        return identifier.back() == '?' ? std::pair(code, QByteArray(identifier.data()))
+                                        : std::pair(code, QByteArray("more than a text"));
     };
     QCOMPARE(enumerate(0), std::pair(success, QByteArray("DEVICE-A")));
     QCOMPARE(enumerate(1), std::pair(success, QByteArray("DEVICE-B")));
-    QCOMPARE(enumerate(2), std::pair(notFound, QByteArray()));
-    QCOMPARE(enumerate(0xFFFFFFFF), std::pair(notFound, QByteArray()));
-}
-
-void TestSimulatedKernel::answersTheEndCode()
-{
-    SimulatedKernelSettings settings;
-    settings.endCode = 0x101F0007;
-    QCOMPARE(callOf(130)(OpenKernel(settings).api), 0x101F0007U);
-}
-
-void TestSimulatedKernel::cutsLongIdentifiers()
-{
-    SimulatedKernelSettings settings;
-    settings.devices = {{QString(300, u'A'), "", ""}};
-    const OpenKernel open(settings);
-    std::array<char, 258> identifier{};
-    identifier.fill('?');
-    QCOMPARE(open.api.OV_enumDevicesEx("NET", "PCI", nullptr, 0, identifier.data(), 0), success);
-    QCOMPARE(QByteArray(identifier.data()), QByteArray(255, 'A'));
-    QCOMPARE(identifier[256], '?');
+    QCOMPARE(enumerate(2), std::pair(success, QByteArray(255, 'A')));
+    QCOMPARE(enumerate(3), std::pair(0x101F0007U, QByteArray()));
+    QCOMPARE(enumerate(0xFFFFFFFF), std::pair(0x101F0007U, QByteArray()));
 }
 
 void TestSimulatedKernel::tellsAboutDevices_data()
@@ -534,42 +535,6 @@ void TestSimulatedKernel::tellsAboutDevices()
     QCOMPARE(QByteArray(query.information.friendlyName), friendlyName);
     QCOMPARE(QByteArray(query.information.description), description);
     QVERIFY(query.keepsItsBounds());
-}
-
-void TestSimulatedKernel::refusesDeviceQueries_data()
-{
-    QTest::addColumn<QByteArray>("identifier");
-    QTest::addColumn<std::uint32_t>("size");
-    QTest::addColumn<std::uint32_t>("flags");
-    QTest::addColumn<std::uint32_t>("code");
-
-    const auto addRow = [](const char *name, const QByteArray &identifier, std::uint32_t size,
-                           std::uint32_t flags, std::uint32_t code) {
-        QTest::newRow(name) << identifier << size << flags << code;
-    };
-    addRow("unknown device", "DEVICE-Z", 1204, 0, notFound);
-    addRow("other letters", "device-a", 1204, 0, notFound);
-    addRow("begin of an identifier", "DEVICE", 1204, 0, notFound);
-    addRow("no identifier", QByteArray(), 1204, 0, invalidParameter);
-    addRow("no size", "DEVICE-A", 0, 0, invalidParameter);
-    addRow("too small", "DEVICE-A", 1203, 0, invalidParameter);
-    addRow("too large", "DEVICE-A", 1205, 0, invalidParameter);
-    addRow("flags", "DEVICE-A", 1204, 1, invalidParameter);
-}
-
-void TestSimulatedKernel::refusesDeviceQueries()
-{
-    QFETCH(const QByteArray, identifier);
-    QFETCH(const std::uint32_t, size);
-    QFETCH(const std::uint32_t, flags);
-    QFETCH(const std::uint32_t, code);
-
-    const OpenKernel open;
-    DeviceQuery query(size);
-    const char *text = identifier.isNull() ? nullptr : identifier.constData();
-    QCOMPARE(open.api.queryDeviceInformation(text, &query.information, flags), code);
-    QVERIFY(query.isUntouched());
-    QCOMPARE(open.api.queryDeviceInformation(text, nullptr, flags), invalidParameter);
 }
 
 void TestSimulatedKernel::namesErrors()

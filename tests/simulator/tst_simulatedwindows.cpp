@@ -186,24 +186,19 @@ class TestSimulatedWindows : public QObject
 
 private slots:
     void listsAdapters();
-    void asksForALargerAdapterBuffer_data();
     void asksForALargerAdapterBuffer();
-    void refusesAdapterQueries_data();
-    void refusesAdapterQueries();
+    void checksAdapterQueries();
     void reportsThatThereIsNoAdapter();
     void failsAdapterQueriesWhereAskedTo();
 
     void enumeratesDevices();
     void opensOnlyTheNetworkClass();
     void keepsEveryDeviceSet();
-    void readsDeviceProperties_data();
     void readsDeviceProperties();
-    void readsNoOtherProperties_data();
     void readsNoOtherProperties();
     void reportsTheRequiredPropertySize();
 
     void listsDrivers();
-    void namesDrivers_data();
     void namesDrivers();
     void keepsConsoleAttributes();
     void refusesCalls();
@@ -241,66 +236,39 @@ void TestSimulatedWindows::listsAdapters()
     QVERIFY(!second->Next);
 }
 
-void TestSimulatedWindows::asksForALargerAdapterBuffer_data()
-{
-    QTest::addColumn<bool>("hasBuffer");
-    QTest::addColumn<int>("difference");
-
-    QTest::newRow("one byte short") << true << -1;
-    QTest::newRow("no buffer") << false << 0;
-    QTest::newRow("no buffer of a large size") << false << 100'000;
-}
-
 void TestSimulatedWindows::asksForALargerAdapterBuffer()
 {
-    QFETCH(const bool, hasBuffer);
-    QFETCH(const int, difference);
-
     const Windows windows;
     const ULONG needed = windows.neededAdapterSize();
-    auto size = static_cast<ULONG>(static_cast<int>(needed) + difference);
     AdapterBuffer buffer(0);
-    QCOMPARE(windows.api.GetAdaptersAddresses(AF_INET, 0, nullptr,
-                                              hasBuffer ? buffer.data() : nullptr, &size),
-             ERROR_BUFFER_OVERFLOW);
-    QCOMPARE(size, needed);
-    QVERIFY(buffer.isUntouchedBehind());
-}
-
-void TestSimulatedWindows::refusesAdapterQueries_data()
-{
-    QTest::addColumn<ULONG>("family");
-    QTest::addColumn<ULONG>("flags");
-    QTest::addColumn<bool>("hasReserved");
-    QTest::addColumn<bool>("hasSize");
-    QTest::addColumn<ULONG>("result");
-
-    const auto addRow = [](const char *name, ULONG family, ULONG flags, bool hasReserved,
-                           bool hasSize, ULONG result) {
-        QTest::newRow(name) << family << flags << hasReserved << hasSize << result;
+    const auto neededAfter = [&](IP_ADAPTER_ADDRESSES *addresses, ULONG size) {
+        const ULONG result =
+            windows.api.GetAdaptersAddresses(AF_INET, 0, nullptr, addresses, &size);
+        return result == ERROR_BUFFER_OVERFLOW && buffer.isUntouchedBehind() ? size : 0;
     };
-    addRow("any family", 0, 0, false, true, ERROR_BUFFER_OVERFLOW);
-    addRow("second family", 23, 0, false, true, ERROR_BUFFER_OVERFLOW);
-    addRow("all flags", 2, 0x7FF, false, true, ERROR_BUFFER_OVERFLOW);
-    addRow("unknown family", 1, 0, false, true, ERROR_INVALID_PARAMETER);
-    addRow("unknown flag", 2, 0x800, false, true, ERROR_INVALID_PARAMETER);
-    addRow("reserved", 2, 0, true, true, ERROR_INVALID_PARAMETER);
-    addRow("no size", 2, 0, false, false, ERROR_INVALID_PARAMETER);
+    QCOMPARE(neededAfter(buffer.data(), needed - 1), needed);
+    QCOMPARE(neededAfter(nullptr, needed), needed);
+    QCOMPARE(neededAfter(nullptr, needed + 100'000), needed);
 }
 
-void TestSimulatedWindows::refusesAdapterQueries()
+void TestSimulatedWindows::checksAdapterQueries()
 {
-    QFETCH(const ULONG, family);
-    QFETCH(const ULONG, flags);
-    QFETCH(const bool, hasReserved);
-    QFETCH(const bool, hasSize);
-    QFETCH(const ULONG, result);
-
     const Windows windows;
-    ULONG size = 0;
-    QCOMPARE(windows.api.GetAdaptersAddresses(family, flags, hasReserved ? &size : nullptr, nullptr,
-                                              hasSize ? &size : nullptr),
-             result);
+    const auto query = [&](ULONG family, ULONG flags, void *reserved) {
+        ULONG size = 0;
+        return windows.api.GetAdaptersAddresses(family, flags, reserved, nullptr, &size);
+    };
+    const ULONG anyFamily = 0;
+    const ULONG secondFamily = 23;
+    QCOMPARE(query(anyFamily, 0, nullptr), ERROR_BUFFER_OVERFLOW);
+    QCOMPARE(query(secondFamily, 0, nullptr), ERROR_BUFFER_OVERFLOW);
+    QCOMPARE(query(AF_INET, 0x7FF, nullptr), ERROR_BUFFER_OVERFLOW);
+    QCOMPARE(query(1, 0, nullptr), ERROR_INVALID_PARAMETER);
+    QCOMPARE(query(AF_INET, 0x800, nullptr), ERROR_INVALID_PARAMETER);
+    int reserved = 0;
+    QCOMPARE(query(AF_INET, 0, &reserved), ERROR_INVALID_PARAMETER);
+    QCOMPARE(windows.api.GetAdaptersAddresses(AF_INET, 0, nullptr, nullptr, nullptr),
+             ERROR_INVALID_PARAMETER);
 }
 
 void TestSimulatedWindows::reportsThatThereIsNoAdapter()
@@ -375,63 +343,39 @@ void TestSimulatedWindows::keepsEveryDeviceSet()
     QCOMPARE(windows.device(first, 1).DevInst, windows.device(second, 1).DevInst);
 }
 
-void TestSimulatedWindows::readsDeviceProperties_data()
-{
-    QTest::addColumn<DWORD>("property");
-    QTest::addColumn<DWORD>("type");
-    QTest::addColumn<QByteArray>("bytes");
-
-    const auto addRow = [](const char *name, DWORD property, DWORD type, const QByteArray &bytes) {
-        QTest::newRow(name) << property << type << bytes + '\0';
-    };
-    addRow("friendly name", SPDRP_FRIENDLYNAME, REG_SZ, "Adapter");
-    addRow("hardware identifiers", SPDRP_HARDWAREID, REG_MULTI_SZ,
-           QByteArray("first\0second\0", 13));
-    addRow("description", SPDRP_DEVICEDESC, REG_SZ, "Ethernet");
-    addRow("location", SPDRP_LOCATION_INFORMATION, REG_SZ, "PCI bus 3, device 0, function 1");
-}
-
 void TestSimulatedWindows::readsDeviceProperties()
 {
-    QFETCH(const DWORD, property);
-    QFETCH(const DWORD, type);
-    QFETCH(const QByteArray, bytes);
-
-    const Windows windows;
-    const PropertyAnswer answer = queryProperty(windows, 0, property, 100);
-    QVERIFY(answer.succeeded);
-    QCOMPARE(answer.type, type);
-    QCOMPARE(answer.requiredSize, static_cast<DWORD>(bytes.size()));
-    QCOMPARE(answer.buffer, bytes + QByteArray(100 - bytes.size(), filler));
-
-    SimulatedPc pc;
-    pc.deviceNodes.resize(1);
-    pc.deviceNodes[0].friendlyName = QString::fromUtf8("B\xC3\xBCro");
-    const PropertyAnswer local = queryProperty(Windows(pc), 0, SPDRP_FRIENDLYNAME, 100);
-    QCOMPARE(QString::fromLocal8Bit(local.buffer.constData()), QString::fromUtf8("B\xC3\xBCro"));
-}
-
-void TestSimulatedWindows::readsNoOtherProperties_data()
-{
-    QTest::addColumn<DWORD>("index");
-    QTest::addColumn<DWORD>("property");
-
-    QTest::newRow("friendly name") << DWORD{1} << DWORD{SPDRP_FRIENDLYNAME};
-    QTest::newRow("hardware identifiers") << DWORD{1} << DWORD{SPDRP_HARDWAREID};
-    QTest::newRow("description") << DWORD{1} << DWORD{SPDRP_DEVICEDESC};
-    QTest::newRow("location") << DWORD{1} << DWORD{SPDRP_LOCATION_INFORMATION};
-    QTest::newRow("property that is not simulated") << DWORD{0} << DWORD{0x4};
+    SimulatedPc pc = examplePc();
+    pc.deviceNodes[1].friendlyName = QString::fromUtf8("B\xC3\xBCro");
+    const Windows windows(pc);
+    const auto read = [&](DWORD index, DWORD property, DWORD type) {
+        const PropertyAnswer answer = queryProperty(windows, index, property, 100);
+        const QByteArray bytes = answer.buffer.left(static_cast<qsizetype>(answer.requiredSize));
+        const bool isRight = answer.succeeded && answer.type == type &&
+                             answer.buffer == bytes.leftJustified(100, filler);
+        return isRight ? bytes : QByteArray("another type, or more bytes than are told");
+    };
+    QCOMPARE(read(0, SPDRP_FRIENDLYNAME, REG_SZ), QByteArray("Adapter\0", 8));
+    QCOMPARE(read(0, SPDRP_HARDWAREID, REG_MULTI_SZ), QByteArray("first\0second\0\0", 14));
+    QCOMPARE(read(0, SPDRP_DEVICEDESC, REG_SZ), QByteArray("Ethernet\0", 9));
+    QCOMPARE(read(0, SPDRP_LOCATION_INFORMATION, REG_SZ),
+             QByteArray("PCI bus 3, device 0, function 1\0", 32));
+    QCOMPARE(QString::fromLocal8Bit(read(1, SPDRP_FRIENDLYNAME, REG_SZ).constData()),
+             QString::fromUtf8("B\xC3\xBCro"));
 }
 
 void TestSimulatedWindows::readsNoOtherProperties()
 {
-    QFETCH(const DWORD, index);
-    QFETCH(const DWORD, property);
-
     const Windows windows;
-    const PropertyAnswer answer = queryProperty(windows, index, property, 100);
-    QVERIFY(!answer.succeeded);
-    QCOMPARE(answer.buffer, QByteArray(100, filler));
+    const auto isUnreadable = [&](DWORD index, DWORD property) {
+        const PropertyAnswer answer = queryProperty(windows, index, property, 100);
+        return !answer.succeeded && answer.buffer == QByteArray(100, filler);
+    };
+    // The second device has no properties, and none has one that is not simulated.
+    for (const DWORD property :
+         {SPDRP_FRIENDLYNAME, SPDRP_HARDWAREID, SPDRP_DEVICEDESC, SPDRP_LOCATION_INFORMATION})
+        QVERIFY2(isUnreadable(1, property), qPrintable(QString::number(property)));
+    QVERIFY(isUnreadable(0, 0x4));
 }
 
 void TestSimulatedWindows::reportsTheRequiredPropertySize()
@@ -467,34 +411,22 @@ void TestSimulatedWindows::listsDrivers()
     QCOMPARE(neededSize, 0U);
 }
 
-void TestSimulatedWindows::namesDrivers_data()
-{
-    QTest::addColumn<int>("driver");
-    QTest::addColumn<DWORD>("size");
-    QTest::addColumn<QByteArray>("name");
-
-    const auto addRow = [](const char *row, int driver, DWORD size, const QByteArray &name) {
-        QTest::newRow(row) << driver << size << name;
-    };
-    addRow("room for the NUL alone", 0, 1, "");
-    addRow("room for a part", 0, 5, "ntos");
-    addRow("room for all but the NUL", 0, 12, "ntoskrnl.ex");
-    addRow("room for all", 0, 13, "ntoskrnl.exe");
-    addRow("second driver", 1, 20, "Orvanta-BRVX.sys");
-}
-
 void TestSimulatedWindows::namesDrivers()
 {
-    QFETCH(const int, driver);
-    QFETCH(const DWORD, size);
-    QFETCH(const QByteArray, name);
-
     const Windows windows;
-    QByteArray buffer(20, filler);
-    const DWORD length = windows.api.K32GetDeviceDriverBaseNameA(
-        windows.drivers()[static_cast<std::size_t>(driver)], buffer.data(), size);
-    QCOMPARE(length, static_cast<DWORD>(name.size()));
-    QCOMPARE(buffer, name + '\0' + QByteArray(19 - name.size(), filler));
+    const auto nameOf = [&](std::size_t driver, DWORD size) {
+        QByteArray buffer(20, filler);
+        const DWORD length =
+            windows.api.K32GetDeviceDriverBaseNameA(windows.drivers()[driver], buffer.data(), size);
+        const QByteArray name = buffer.left(static_cast<qsizetype>(length));
+        const bool isRight = buffer == (name + '\0').leftJustified(20, filler);
+        return isRight ? name : QByteArray("no NUL, or more bytes than are told");
+    };
+    QCOMPARE(nameOf(0, 1), QByteArray(""));
+    QCOMPARE(nameOf(0, 5), QByteArray("ntos"));
+    QCOMPARE(nameOf(0, 12), QByteArray("ntoskrnl.ex"));
+    QCOMPARE(nameOf(0, 13), QByteArray("ntoskrnl.exe"));
+    QCOMPARE(nameOf(1, 20), QByteArray("Orvanta-BRVX.sys"));
 }
 
 void TestSimulatedWindows::keepsConsoleAttributes()
