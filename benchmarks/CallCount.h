@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <map>
 #include <string>
 
@@ -15,16 +14,15 @@ class CallCount
 public:
     CallCount()
     {
-        platform::WindowsApi &windows = platform::windowsApi();
-        count("GetAdaptersAddresses", windows.GetAdaptersAddresses);
-        count("SetupDiGetClassDevsW", windows.SetupDiGetClassDevsW);
-        count("SetupDiEnumDeviceInfo", windows.SetupDiEnumDeviceInfo);
-        count("SetupDiGetDeviceRegistryPropertyA", windows.SetupDiGetDeviceRegistryPropertyA);
-        count("K32EnumDeviceDrivers", windows.K32EnumDeviceDrivers);
-        count("K32GetDeviceDriverBaseNameA", windows.K32GetDeviceDriverBaseNameA);
-        platform::kernelApi().forEach([this](auto &operation) {
-            count("kernel operation " + std::to_string(operation.ordinal), operation.function);
-        });
+        const auto count = [this](auto &entry) {
+            entry.function = [&calls = m_calls[entry.name],
+                              real = entry.function](auto... arguments) {
+                ++calls;
+                return real(arguments...);
+            };
+        };
+        platform::windowsApi().forEach(count);
+        platform::kernelApi().forEach(count);
     }
 
     /// Prints one line for each function that was called.
@@ -37,14 +35,5 @@ public:
     }
 
 private:
-    template <typename Result, typename... Arguments>
-    void count(const std::string &name, std::function<Result(Arguments...)> &function)
-    {
-        function = [&calls = m_calls[name], real = function](Arguments... arguments) {
-            ++calls;
-            return real(arguments...);
-        };
-    }
-
     std::map<std::string, std::atomic<int>> m_calls;
 };

@@ -7,7 +7,6 @@
 #include "platform/Platform.h"
 
 #include <array>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,12 +23,6 @@ constexpr GUID networkClass = {
     0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 
 std::array<char, 4096> answer;
-
-/// Writes the size field of a record of the kernel library.
-void setSize(std::uint32_t size)
-{
-    std::memcpy(answer.data(), &size, sizeof(size));
-}
 
 using AdapterList = std::unique_ptr<IP_ADAPTER_ADDRESSES[]>;
 
@@ -75,9 +68,10 @@ void getSharedMemory(std::uint32_t handle)
 /// Returns the device's friendly name.
 std::string queryDevice(const std::string &identifier)
 {
-    setSize(1204);
-    kernelApi().queryDeviceInformation(identifier.c_str(), answer.data(), OVF_NO_FLAGS);
-    return answer.data() + 244;
+    static platform::DeviceInfo information;
+    information.size = sizeof(information);
+    kernelApi().queryDeviceInformation(identifier.c_str(), &information, OVF_NO_FLAGS);
+    return information.friendlyName;
 }
 
 void queryPort(const std::string &identifier, std::vector<std::string> &names)
@@ -110,14 +104,15 @@ std::vector<std::string> search(const std::vector<std::string> &savedPorts)
     std::uint32_t sharedMemory = 0;
     kernelApi().OV_createSharedMemEx(&sharedMemory, nullptr, 64, OVF_NO_FLAGS);
     getSharedMemory(sharedMemory);
-    setSize(680);
-    kernelApi().OV_getSystemInformation(answer.data(), OVF_NO_FLAGS);
+    static platform::SystemInformation information;
+    information.size = sizeof(information);
+    kernelApi().OV_getSystemInformation(&information, OVF_NO_FLAGS);
     std::uint32_t kernel = 0;
     kernelApi().OV_loadKernel(&kernel, "library", nullptr, nullptr, OVF_KERNEL_EXEC);
     getSharedMemory(sharedMemory);
 
     std::vector<std::string> names;
-    std::array<char, 256> identifier{};
+    std::array<char, platform::deviceIdentifierSize> identifier{};
     for (std::uint32_t index = 0;
          kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier.data(),
                                       OVF_NO_FLAGS) == 0;

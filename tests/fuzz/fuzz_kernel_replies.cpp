@@ -16,16 +16,17 @@
 #include <cstring>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <map>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
+
+using platform::deviceIdentifierSize;
+using platform::DeviceInfo;
 
 namespace
 {
 
-constexpr std::size_t identifierSize = 256;
-constexpr std::size_t recordSize = 1204;
-constexpr std::size_t descriptionOffset = 84;
-constexpr std::size_t friendlyNameOffset = 244;
 constexpr std::uint32_t notFound = 0x101F0000;
 
 /// Enough for the program's 8-bit count of devices to begin anew.
@@ -35,15 +36,15 @@ constexpr std::size_t mostDevices = 300;
 constexpr std::size_t mostListedDevices = 32;
 
 /// Returns a field's text: all before its first NUL, the whole field where there is none.
-std::string fieldText(const std::string &field)
+std::string fieldText(std::string_view field)
 {
-    return field.substr(0, field.find('\0'));
+    return std::string(field.substr(0, field.find('\0')));
 }
 
 struct Device {
     /// Fills the whole field where the NUL is missing.
     std::string identifier;
-    std::string record;
+    DeviceInfo record{};
     std::uint32_t queryCode = 0;
 
     std::string id() const { return fieldText(identifier); }
@@ -52,14 +53,15 @@ struct Device {
     {
         if (queryCode != 0)
             return id();
-        return fieldText(record.substr(descriptionOffset, friendlyNameOffset - descriptionOffset));
+        return fieldText({record.description, sizeof(record.description)});
     }
 
     std::string name() const
     {
         if (queryCode != 0)
             return id();
-        const std::string friendlyName = fieldText(record.substr(friendlyNameOffset));
+        const std::string friendlyName =
+            fieldText({record.friendlyName, sizeof(record.friendlyName)});
         return friendlyName.empty() ? description() : friendlyName;
     }
 };
@@ -84,21 +86,20 @@ struct Replies {
     std::map<std::string, std::size_t> positions;
 };
 
-void overwrite(std::string &record, std::size_t offset, const std::string &bytes)
+void overwrite(std::span<char> field, const std::string &bytes)
 {
-    const std::size_t length = std::min(bytes.size(), record.size() - offset);
-    record.replace(offset, length, bytes, 0, length);
+    std::copy_n(bytes.begin(), std::min(bytes.size(), field.size()), field.begin());
 }
 
 Device readDevice(FuzzedDataProvider &input)
 {
     const char filling = input.ConsumeIntegral<char>();
     Device device;
-    device.identifier = input.ConsumeRandomLengthString(identifierSize);
-    device.identifier.resize(identifierSize, filling);
-    device.record.resize(recordSize, filling);
-    overwrite(device.record, friendlyNameOffset, input.ConsumeRandomLengthString(recordSize));
-    overwrite(device.record, descriptionOffset, input.ConsumeRandomLengthString(recordSize));
+    device.identifier = input.ConsumeRandomLengthString(deviceIdentifierSize);
+    device.identifier.resize(deviceIdentifierSize, filling);
+    std::memset(&device.record, filling, sizeof(device.record));
+    overwrite(device.record.friendlyName, input.ConsumeRandomLengthString(sizeof(DeviceInfo)));
+    overwrite(device.record.description, input.ConsumeRandomLengthString(sizeof(DeviceInfo)));
     device.queryCode = input.ConsumeBool() ? 0 : input.ConsumeIntegral<std::uint32_t>();
     return device;
 }
@@ -127,15 +128,15 @@ void answerWith(const Replies &replies)
                                            char *identifier, std::uint32_t) -> std::uint32_t {
         if (index >= replies.devices.size())
             return replies.endCode;
-        std::memcpy(identifier, replies.devices[index].identifier.data(), identifierSize);
+        std::memcpy(identifier, replies.devices[index].identifier.data(), deviceIdentifierSize);
         return 0;
     };
-    kernel.queryDeviceInformation.function = [&](const char *identifier, void *record,
+    kernel.queryDeviceInformation.function = [&](const char *identifier, DeviceInfo *information,
                                                  std::uint32_t) {
         const Device *device = replies.find(identifier);
         if (!device)
             return notFound;
-        std::memcpy(record, device->record.data(), recordSize);
+        *information = device->record;
         return device->queryCode;
     };
     kernel.errorText.function = [&](std::uint32_t, const char *, const char **text, std::uint32_t) {
