@@ -152,7 +152,7 @@ void SimulatedWindows::addDeviceSets(platform::WindowsApi &api)
             if (info->DevInst < 1 || info->DevInst > static_cast<std::size_t>(devices->size()))
                 return FALSE;
             const auto found = findProperty(devices->at(info->DevInst - 1), property);
-            if (!found || (!buffer && bufferSize > 0))
+            if (!found)
                 return FALSE;
 
             const auto size = static_cast<DWORD>(found->bytes.size());
@@ -160,7 +160,7 @@ void SimulatedWindows::addDeviceSets(platform::WindowsApi &api)
                 *type = found->type;
             if (requiredSize)
                 *requiredSize = size;
-            if (bufferSize < size)
+            if (!buffer || bufferSize < size)
                 return FALSE;
             std::memcpy(buffer, found->bytes.constData(), size);
             return TRUE;

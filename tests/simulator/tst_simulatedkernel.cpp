@@ -67,8 +67,8 @@ struct OpenKernel {
 /// A record for a device information query and what lies behind it, filled with a byte that no
 /// answer contains.
 struct DeviceQuery {
-    DeviceInfo information;
-    std::array<char, 96> behind;
+    DeviceInfo information{};
+    std::array<char, 96> behind{};
 
     explicit DeviceQuery(std::uint32_t size = sizeof(DeviceInfo))
     {
