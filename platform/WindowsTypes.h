@@ -1,7 +1,9 @@
 #pragma once
 
 // The Windows types, constants and structures that the program uses. On Windows they come from the
-// SDK; elsewhere they are declared here under the same names, with the sizes of Windows x64.
+// SDK; elsewhere they are declared here under the same names, laid out as on Windows x64.
+
+#include <cstddef>
 
 #ifdef _WIN32
 
@@ -45,32 +47,19 @@ inline constexpr DWORD ERROR_NO_DATA = 232;
 inline constexpr ULONG AF_INET = 2;
 inline constexpr ULONG GAA_FLAG_INCLUDE_PREFIX = 0x10;
 inline constexpr DWORD IF_TYPE_ETHERNET_CSMACD = 6;
-enum IF_OPER_STATUS { IfOperStatusUp = 1, IfOperStatusDown = 2, IfOperStatusUnknown = 4 };
+enum IF_OPER_STATUS { IfOperStatusUp = 1, IfOperStatusDown = 2 };
 
 struct IP_ADAPTER_ADDRESSES {
-    ULONG Length;
-    DWORD IfIndex;
+    BYTE BytesBeforeNext[8];
     IP_ADAPTER_ADDRESSES *Next;
-    char *AdapterName;
-    void *FirstUnicastAddress;
-    void *FirstAnycastAddress;
-    void *FirstMulticastAddress;
-    void *FirstDnsServerAddress;
-    wchar_t *DnsSuffix;
+    BYTE BytesBeforeDescription[48];
     wchar_t *Description;
-    wchar_t *FriendlyName;
-    BYTE PhysicalAddress[8];
-    ULONG PhysicalAddressLength;
-    ULONG Flags;
-    ULONG Mtu;
+    BYTE BytesBeforeIfType[28];
     DWORD IfType;
     IF_OPER_STATUS OperStatus;
-    DWORD Ipv6IfIndex;
-    DWORD ZoneIndices[16];
-    void *FirstPrefix;
+    BYTE BytesBeforeTransmitLinkSpeed[76];
     ULONG64 TransmitLinkSpeed;
-    ULONG64 ReceiveLinkSpeed;
-    BYTE FieldsThatAreNotUsed[248];
+    BYTE BytesBehind[256];
 };
 
 // setupapi.h
@@ -101,28 +90,20 @@ inline constexpr DWORD REG_MULTI_SZ = 7;
 // wincon.h, processenv.h
 inline constexpr DWORD STD_OUTPUT_HANDLE = static_cast<DWORD>(-11);
 
-struct COORD {
-    std::int16_t X;
-    std::int16_t Y;
-};
-
-struct SMALL_RECT {
-    std::int16_t Left;
-    std::int16_t Top;
-    std::int16_t Right;
-    std::int16_t Bottom;
-};
-
 struct CONSOLE_SCREEN_BUFFER_INFO {
-    COORD dwSize;
-    COORD dwCursorPosition;
+    WORD WordsBeforeAttributes[4];
     WORD wAttributes;
-    SMALL_RECT srWindow;
-    COORD dwMaximumWindowSize;
+    WORD WordsBehind[6];
 };
 
 #endif
 
+static_assert(offsetof(IP_ADAPTER_ADDRESSES, Next) == 8);
+static_assert(offsetof(IP_ADAPTER_ADDRESSES, Description) == 64);
+static_assert(offsetof(IP_ADAPTER_ADDRESSES, IfType) == 100);
+static_assert(offsetof(IP_ADAPTER_ADDRESSES, OperStatus) == 104);
+static_assert(offsetof(IP_ADAPTER_ADDRESSES, TransmitLinkSpeed) == 184);
 static_assert(sizeof(IP_ADAPTER_ADDRESSES) == 448);
 static_assert(sizeof(SP_DEVINFO_DATA) == 32);
+static_assert(offsetof(CONSOLE_SCREEN_BUFFER_INFO, wAttributes) == 8);
 static_assert(sizeof(CONSOLE_SCREEN_BUFFER_INFO) == 22);

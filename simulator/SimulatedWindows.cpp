@@ -204,9 +204,6 @@ void SimulatedWindows::addConsole(platform::WindowsApi &api)
         if (numberOf(console) != consoleHandle || !info)
             return FALSE;
         *info = {};
-        info->dwSize = {80, 25};
-        info->dwMaximumWindowSize = {80, 25};
-        info->srWindow = {0, 0, 79, 24};
         info->wAttributes = m_consoleAttributes;
         return TRUE;
     };
