@@ -13,7 +13,7 @@ import tempfile
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 sys.path.append(str(SOURCE / "simulator/wine"))
 from virtual_display import virtual_display  # noqa: E402
-from wine_pc import WinePc, manage_windows, windows_path  # noqa: E402
+from wine_pc import WinePc, windows_path  # noqa: E402
 
 RUNS = 21
 
@@ -35,9 +35,8 @@ class WineBench:
         prefixes.mkdir(exist_ok=True)
         folder = pathlib.Path(self.stack.enter_context(tempfile.TemporaryDirectory(dir=prefixes)))
         shutil.copytree(SOURCE / "pcs" / pc, folder / "pc")
-        self.pc = WinePc(folder / "prefix", folder / "pc", prefixes)
-        self.stack.callback(self.pc.end)
-        manage_windows(self.pc.prefix)
+        self.pc = self.stack.enter_context(WinePc(folder / "prefix", folder / "pc", prefixes))
+        self.pc.manage_windows()
         os.link(build / "simulator/Brelvix.dll",
                 self.pc.prefix / "drive_c/windows/system32/Brelvix.dll")
         self.display = self.stack.enter_context(virtual_display())

@@ -14,7 +14,6 @@ import subprocess
 import tempfile
 
 NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
-DRIVE_C = "drive_c"
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
 DEFAULT_USER = "user1"
 
@@ -60,10 +59,12 @@ def windows_path(path):
 def template(folder):
     """Returns the folder of an empty prefix for the Wine of this machine; makes it at the first
     use, since that takes a while."""
+    # Wine takes no relative path.
+    folder = pathlib.Path(folder).absolute()
     version = subprocess.run(
         ["wine", "--version"], env=environment(folder), capture_output=True, text=True, check=True
     ).stdout.split()[0]
-    prefix = pathlib.Path(folder) / f"template-{version}"
+    prefix = folder / f"template-{version}"
     prefix.parent.mkdir(parents=True, exist_ok=True)
     with open(f"{prefix}.lock", "w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -95,13 +96,6 @@ def ignore_registry(_, names):
     return [name for name in names if name in REGISTRY_FILES]
 
 
-def manage_windows(prefix):
-    """Has Wine draw the windows' frames and hand the keyboard on, for displays without a window
-    manager."""
-    with open(prefix / "user.reg", "a", encoding="ascii") as registry:
-        registry.write('\n[Software\\\\Wine\\\\X11 Driver] 0\n"Managed"="N"\n')
-
-
 def registry_text(text):
     """Returns a text as it stands between the quotes of a registry file."""
     units = memoryview(text.encode("utf-16-le")).cast("H")
@@ -131,16 +125,43 @@ def device_node_key(index, node):
     return key + "".join(registry_entry(name, value) for name, value in entries.items())
 
 
-class WinePc:
+class WinePrefix:
+    """A fresh Wine prefix; its programs are ended with the `with` block."""
+
+    def __init__(self, prefix, template_folder):
+        self.prefix = pathlib.Path(prefix).absolute()
+        self.drive = self.prefix / "drive_c"
+        copy_prefix(template(template_folder), self.prefix)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.end()
+
+    def end(self):
+        """Ends every Windows program of this prefix and waits for them."""
+        for option in ("-k", "-w"):
+            subprocess.run(
+                ["wineserver", option], env=environment(self.prefix), capture_output=True
+            )
+
+    def manage_windows(self):
+        """Has Wine draw the windows' frames and hand the keyboard on, for displays without a window
+        manager."""
+        with open(self.prefix / "user.reg", "a", encoding="ascii") as registry:
+            registry.write('\n[Software\\\\Wine\\\\X11 Driver] 0\n"Managed"="N"\n')
+
+
+class WinePc(WinePrefix):
     """A Wine prefix that answers as the simulated PC in `pc_folder` does. The files that the
     program writes appear in that folder."""
 
     def __init__(self, prefix, pc_folder, template_folder):
-        self.prefix = pathlib.Path(prefix).absolute()
+        super().__init__(prefix, template_folder)
         self.pc_folder = pathlib.Path(pc_folder).absolute()
         self.settings = json.loads((self.pc_folder / "pc.json").read_text(encoding="utf-8"))
         self.user = self.settings.get("userName", DEFAULT_USER)
-        copy_prefix(template(template_folder), self.prefix)
         self._add_device_nodes()
         self._link_files()
 
@@ -151,18 +172,18 @@ class WinePc:
 
     def _link_files(self):
         drive = self.pc_folder / "C"
-        documents = self.prefix / DRIVE_C / "users" / "Public" / "Documents"
+        documents = self.drive / "users" / "Public" / "Documents"
         with contextlib.suppress(FileNotFoundError):
             for folder in (drive / "Users" / "Public" / "Documents").iterdir():
                 (documents / folder.name).symlink_to(folder)
-        system = self.prefix / DRIVE_C / "windows" / "system32"
+        system = self.drive / "windows" / "system32"
         with contextlib.suppress(FileNotFoundError):
             for file in (drive / "Windows" / "system32").iterdir():
                 (system / file.name).symlink_to(file)
 
     def install(self, program_folder, kernel_library=None):
         """Puts the program, and the kernel library beside it, into the PC; returns the folder."""
-        folder = self.prefix / DRIVE_C / "Program Files" / "Orvanta Configurator"
+        folder = self.drive / "Program Files" / "Orvanta Configurator"
         shutil.copytree(program_folder, folder, copy_function=os.link)
         if kernel_library:
             os.link(kernel_library, folder / "Brelvix.dll")
@@ -186,14 +207,3 @@ class WinePc:
             ),
             **options,
         )
-
-    def end(self):
-        """Ends every Windows program of this PC and waits for them."""
-        variables = environment(self.prefix, self.user)
-        subprocess.run(["wineserver", "-k"], env=variables, capture_output=True)
-        subprocess.run(["wineserver", "-w"], env=variables, capture_output=True)
-
-    def remove(self):
-        """Ends every program and removes the prefix."""
-        self.end()
-        shutil.rmtree(self.prefix)

@@ -1,4 +1,4 @@
-#include "tests/windows/observer/WindowObserver.h"
+#include "tests/end_to_end/observer/WindowObserver.h"
 
 #include "tests/support/ProcessResources.h"
 
@@ -48,6 +48,7 @@ QJsonArray rowsOf(const QListView &list)
             {"text", index.data().toString()},
             {"place", isOnScreen ? placeOf(*list.viewport(), rect) : QJsonArray()},
             {"selected", list.selectionModel()->isSelected(index)},
+            {"lamp", index.data(Qt::AccessibleDescriptionRole).toString()},
         });
     }
     return rows;
@@ -131,6 +132,8 @@ void WindowObserver::observe()
 {
     // A layout that is due would move the widgets under the test's mouse.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    // What is told is to be on the screen, too.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateRequest);
 
     QJsonArray windows;
     for (const QWidget *window : QApplication::topLevelWidgets()) {

@@ -1,18 +1,13 @@
-"""The shipped program under Wine, used with a real mouse and keyboard.
+"""The wizard on a display, used with a real mouse and keyboard.
 
 An observer that Qt loads as a plugin tells what is on the screen; it takes no part in the use.
 """
 
 import json
 import os
-import pathlib
 import subprocess
-import sys
 
-SOURCE = pathlib.Path(__file__).parents[2]
-sys.path += [str(SOURCE / "simulator" / "wine"), str(SOURCE / "tests" / "support")]
-from waiting import PATIENCE_SECONDS, wait_for  # noqa: E402
-from wine_pc import windows_path  # noqa: E402
+from waiting import PATIENCE_SECONDS, wait_for
 
 WIZARD = "OrvantaConfigurator"
 MESSAGE_BOX = "QMessageBox"
@@ -23,47 +18,38 @@ DUAL_LINKS = "dualLinkList"
 WHEEL_UP = "4"
 WHEEL_DOWN = "5"
 
-# A lamp stands at the left of its row.
-LAMP_WIDTH = 22
-LAMPS = {(0, 255, 0): "green", (255, 0, 0): "red", (255, 255, 255): "white"}
-DARK = 3 * 0x40
-
 
 def center(place):
     left, top, width, height = place
     return left + width // 2, top + height // 2
 
 
-def shown_text(text):
-    """Returns a button's text without the mark of its shortcut."""
-    return text.replace("&", "")
+def observer_variables(build_folder, observed_file, name=str):
+    """Returns the environment variables that load the observer into a program; `name` returns the
+    name that a path has for the program."""
+    return {
+        "ORVANTA_WINDOW_FILE": name(observed_file),
+        "QT_PLUGIN_PATH": name(build_folder / "tests" / "end_to_end" / "plugins"),
+        "QT_QPA_GENERIC_PLUGINS": "WindowObserver",
+    }
 
 
 class Wizard:
-    """The program on a simulated PC; it is ended with the `with` block."""
+    """A started program with the observer in it; it is ended with the `with` block."""
 
-    def __init__(self, pc, command, build_folder, display, picture_prefix, **options):
-        """Starts the program by a command. Its pictures have file names that begin with
-        `picture_prefix`; the options are those of `WinePc.start`."""
+    def __init__(self, process, observed_file, display, picture_prefix):
+        """The file names of the pictures begin with `picture_prefix`."""
+        self.process = process
+        self.observed_file = observed_file
         self.display = display
         self.picture_prefix = picture_prefix
-        self.observed_file = pc.prefix / "windows.json"
-        self.observed_file.unlink(missing_ok=True)
-        variables = {
-            **options.pop("variables", {}),
-            "DISPLAY": display,
-            "ORVANTA_WINDOW_FILE": windows_path(self.observed_file),
-            "QT_PLUGIN_PATH": windows_path(build_folder / "tests" / "windows" / "plugins"),
-            "QT_QPA_GENERIC_PLUGINS": "WindowObserver",
-        }
-        self.process = pc.start(command, variables=variables, **options)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         if self.process.poll() is None:
-            self.keep_picture("not-ended")
+            self._save_screen("not-ended")
             self.process.kill()
         self.process.wait()
 
@@ -89,8 +75,11 @@ class Wizard:
 
     def window(self, class_name):
         """Returns the visible window of a class, or None."""
-        found = [window for window in self.windows() if window["class"] == class_name]
-        return found[0] if found else None
+        return next((each for each in self.windows() if each["class"] == class_name), None)
+
+    def active_window(self):
+        """Returns the class of the window that has the keyboard, or None."""
+        return next((window["class"] for window in self.windows() if window["active"]), None)
 
     def page(self):
         """Returns the number of the wizard's page, or None when there is no wizard."""
@@ -105,21 +94,18 @@ class Wizard:
         labels = [widget["text"] for widget in box["widgets"] if widget["name"] == "qt_msgbox_label"]
         return box["title"], labels[0]
 
-    def find(self, is_wanted):
-        """Returns the visible widget that a condition picks, or None."""
-        for window in self.windows():
-            for widget in window["widgets"]:
-                if is_wanted(widget):
-                    return widget
-        return None
+    def widgets(self):
+        """Returns the visible widgets of all windows."""
+        return [widget for window in self.windows() for widget in window["widgets"]]
 
     def widget(self, name):
-        return self.find(lambda widget: widget["name"] == name)
+        """Returns the visible widget with an object name, or None."""
+        return next((widget for widget in self.widgets() if widget["name"] == name), None)
 
     def button(self, text):
-        return self.find(
-            lambda widget: widget["class"].endswith("Button") and shown_text(widget["text"]) == text
-        )
+        """Returns the visible button with a text, in which shortcuts are not marked, or None."""
+        buttons = [widget for widget in self.widgets() if widget["class"].endswith("Button")]
+        return next((each for each in buttons if each["text"].replace("&", "") == text), None)
 
     def buttons_off_screen(self, screen):
         """Returns the texts of the visible buttons that do not lie on a screen of a size as in
@@ -140,8 +126,7 @@ class Wizard:
 
     def focused(self):
         """Returns the object name of the widget that has the focus, or None."""
-        widget = self.find(lambda widget: widget["focus"])
-        return widget and widget["name"]
+        return next((widget["name"] for widget in self.widgets() if widget["focus"]), None)
 
     def is_searching(self):
         return self.widget("loading_frame") is not None
@@ -155,6 +140,10 @@ class Wizard:
 
     def selected_texts(self, list_name):
         return [row["text"] for row in self.rows(list_name) if row["selected"]]
+
+    def lamps(self, list_name):
+        """Returns what the lamps of a list's rows say, in words."""
+        return [row["lamp"] for row in self.rows(list_name)]
 
     def is_on_screen(self):
         """Returns whether the display shows the wizard, which the observer cannot tell once the
@@ -175,7 +164,7 @@ class Wizard:
 
     def press_keys(self, *keys):
         """Presses keys by their X names, as in press_keys("alt+n", "space")."""
-        self.wait_for_active_window()
+        wait_for(self.active_window, "an active window")
         self._xdotool("key", *keys)
 
     def move_focus_to(self, name):
@@ -186,6 +175,11 @@ class Wizard:
             self.press_keys("Tab")
             wait_for(lambda: self.focused() != before, "the focus to move")
             focused = self.focused()
+
+    def press_on(self, name, *keys):
+        """Goes to a widget with the Tab key and presses keys there."""
+        self.move_focus_to(name)
+        self.press_keys(*keys)
 
     def click(self, name):
         """Clicks the enabled widget with an object name."""
@@ -221,36 +215,44 @@ class Wizard:
 
     # Steps
 
-    def wait_for_active_window(self):
-        wait_for(lambda: any(window["active"] for window in self.windows()), "an active window")
-
     def wait_for_page(self, number):
         wait_for(lambda: self.page() == number, f"page {number}")
 
     def wait_for_rows(self, list_name, texts):
-        try:
-            wait_for(lambda: self.texts(list_name) == texts, "")
-        except AssertionError:
-            found = self.texts(list_name)
-            raise AssertionError(f"Expected {texts} in {list_name}, found {found}.") from None
+        wait_for(lambda: self.texts(list_name) == texts, f"{texts} in {list_name}")
 
     def open_adapters(self):
         """Goes on to the adapter selection page and waits for the end of the search, which may be a
         message box."""
         self.wait_for_page(0)
+        wait_for(self.active_window, "an active window")
         self.keep_picture("introduction")
         self.press_keys("Return")
         self.wait_for_page(1)
         wait_for(lambda: self.message_box() or not self.is_searching(), "the search to end")
-        self.keep_picture("adapters")
 
     def answer_message_box(self):
         """Waits for a message box, confirms it and returns its title and text."""
-        box = wait_for(self.message_box, "a message box")
+        wait_for(lambda: self.active_window() == MESSAGE_BOX, "a message box")
+        box = self.message_box()
         self.keep_picture("message")
         self.press_keys("Return")
         wait_for(lambda: self.message_box() is None, "the message box to close")
         return box
+
+    def make_link(self, ports, button, links):
+        """Makes a connection of available ports and waits until it is listed."""
+        before = len(self.texts(links))
+        for port in ports:
+            self.click_row(AVAILABLE, port)
+        self.click(button)
+        wait_for(lambda: len(self.texts(links)) > before, "the connection to be listed")
+
+    def make_single_link(self, port):
+        self.make_link([port], "createSingleLink", SINGLE_LINKS)
+
+    def make_dual_link(self, first, second):
+        self.make_link([first, second], "createDualLink", DUAL_LINKS)
 
     def finish(self):
         """Goes from the adapter selection page to the end; returns the exit status."""
@@ -271,35 +273,26 @@ class Wizard:
         """Returns the exit status."""
         return self.process.wait(PATIENCE_SECONDS)
 
-    # Pictures
-
     def keep_picture(self, name):
-        """Saves the screen as a picture and returns its path."""
+        """Saves what is on the screen as a picture. A window is drawn some time after it is shown."""
+        wait_for(lambda: self._save_screen(name), "something on the screen")
+
+    def _save_screen(self, name):
+        """Returns whether anything is on the screen."""
         path = f"{self.picture_prefix}-{name}.png"
-        subprocess.run(["import", "-display", self.display, "-window", "root", path], check=True)
-        return path
+        screen = ["-display", self.display, "-window", "root"]
+        command = ["import", *screen, "-trim", "+repage", path]
+        messages = subprocess.run(command, capture_output=True, check=True).stderr
+        return b"geometry does not contain image" not in messages
 
-    def lamps(self, list_name):
-        """Returns the colours of a list's lamps as they are on the screen."""
-        return [self._lamp(row["place"]) for row in self.rows(list_name)]
 
-    def wait_for_lamps(self, list_name, lamps):
-        wait_for(lambda: self.lamps(list_name) == lamps, f"lamps {lamps} in {list_name}")
-
-    def _lamp(self, row):
-        left, top, _, height = row
-        colours = self._colours(f"{LAMP_WIDTH}x{height}+{left}+{top}")
-        # The outline tells a white lamp from none.
-        if min(map(sum, colours)) > DARK:
-            return "none"
-        return LAMPS.get(colours[len(colours) // 2 + LAMP_WIDTH // 2], "unknown")
-
-    def _colours(self, area):
-        """Returns the colours of an area of the screen, row by row."""
-        picture = subprocess.run(
-            ["import", "-display", self.display, "-window", "root", "-crop", area]
-            + ["-depth", "8", "rgb:-"],
-            check=True,
-            capture_output=True,
-        ).stdout
-        return [tuple(picture[index : index + 3]) for index in range(0, len(picture), 3)]
+def on_desktop(build_folder, pc_folder, folder, picture_prefix):
+    """Starts the program of a build on this machine's display; `folder` is for what the observer
+    writes."""
+    observed_file = folder / "windows.json"
+    variables = observer_variables(build_folder, observed_file)
+    process = subprocess.Popen(
+        [build_folder / "app" / "OrvantaConfigurator"],
+        env={**os.environ, "ORVANTA_SIMULATED_PC": str(pc_folder), **variables},
+    )
+    return Wizard(process, observed_file, os.environ["DISPLAY"], picture_prefix)
