@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import zipfile
 
 BUILD = pathlib.Path(os.environ["ORVANTA_BUILD"])
 QT = pathlib.Path(os.environ["ORVANTA_QT_WINDOWS"])
@@ -12,4 +13,12 @@ ZIP = BUILD / "packages" / f"{NAME}.zip"
 INSTALLER = BUILD / "packages" / f"{NAME}.exe"
 PROGRAM = "OrvantaConfigurator.exe"
 
-FILES = set((pathlib.Path(__file__).parent / "files.txt").read_text().split())
+FOLDER = pathlib.Path(__file__).parent
+FILES = set((FOLDER / "files.txt").read_text().split())
+WINDOWS_LIBRARIES = set((FOLDER / "windows-libraries.txt").read_text().split())
+
+
+def read_zip():
+    """Returns the bytes of each file by its path within the package's folder."""
+    with zipfile.ZipFile(ZIP) as package:
+        return {name.removeprefix(f"{NAME}/"): package.read(name) for name in package.namelist()}

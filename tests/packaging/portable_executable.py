@@ -3,10 +3,6 @@
 import pefile
 
 
-def load(data):
-    return pefile.PE(data=data)
-
-
 def imports(image):
     """Returns the names that the image takes from each library, by the library's lower-case name;
     None stands for an import by ordinal. What is loaded at the first use counts too."""
@@ -23,37 +19,24 @@ def exports(image):
     return {symbol.name for symbol in image.DIRECTORY_ENTRY_EXPORT.symbols}
 
 
-def resources(image, kind):
-    """Returns the name (a text or a number), the language and the bytes of each resource of a kind
-    such as "RT_ICON"."""
-    found = []
-    for type_entry in image.DIRECTORY_ENTRY_RESOURCE.entries:
-        if type_entry.id != pefile.RESOURCE_TYPE[kind]:
-            continue
-        for entry in type_entry.directory.entries:
-            name = str(entry.name) if entry.name is not None else entry.id
-            for language in entry.directory.entries:
-                place = language.data.struct
-                found.append((name, language.id, image.get_data(place.OffsetToData, place.Size)))
-    return found
+def resource(image, kind):
+    """Returns the name (a text or a number) and the bytes of the one resource of a kind such as
+    "RT_ICON"."""
+    types = image.DIRECTORY_ENTRY_RESOURCE.entries
+    (entries,) = (each.directory.entries for each in types if each.id == pefile.RESOURCE_TYPE[kind])
+    (entry,) = entries
+    (language,) = entry.directory.entries
+    place = language.data.struct
+    name = entry.id if entry.name is None else str(entry.name)
+    return name, image.get_data(place.OffsetToData, place.Size)
 
 
 def version_texts(image):
-    """Returns the texts of the version block by language and code page, as in "040904E4"."""
-    return {
-        table.LangID.decode(): {key.decode(): text.decode() for key, text in table.entries.items()}
+    """Returns the language and code page of the version block, as in "040904E4", and its texts."""
+    (table,) = (
+        table
         for block in image.FileInfo[0]
         if block.Key == b"StringFileInfo"
         for table in block.StringTable
-    }
-
-
-def translations(image):
-    """Returns the language and the code page of each translation that the version block names."""
-    return [
-        tuple(int(number, 16) for number in text.split())
-        for block in image.FileInfo[0]
-        if block.Key == b"VarFileInfo"
-        for variable in block.Var
-        for text in variable.entry.values()
-    ]
+    )
+    return table.LangID.decode(), {key.decode(): text.decode() for key, text in table.entries.items()}

@@ -11,13 +11,15 @@ import tempfile
 import unittest
 import unittest.mock
 
+import pefile
+
 import packages
 import portable_executable
 
 sys.path += [str(packages.SOURCE / "simulator" / "wine"), str(packages.SOURCE / "tests" / "support")]
 from virtual_display import virtual_display  # noqa: E402
 from waiting import wait_for  # noqa: E402
-from wine_pc import copy_prefix, environment, template  # noqa: E402
+from wine_pc import WinePrefix, environment  # noqa: E402
 
 STATUS_REFUSED = 2
 
@@ -78,13 +80,11 @@ def is_signed(file, certificate):
     return subprocess.run(verify, capture_output=True).returncode == 0
 
 
-class Pc:
+class Pc(WinePrefix):
     """A fresh Wine prefix with a display."""
 
     def __init__(self, folder, display):
-        self.prefix = folder / "prefix"
-        copy_prefix(template(folder.parent), self.prefix)
-        self.drive = self.prefix / "drive_c"
+        super().__init__(folder / "prefix", folder.parent)
         self.variables = environment(self.prefix, DISPLAY=display)
 
     def start(self, *command):
@@ -95,10 +95,6 @@ class Pc:
         status = self.start(*command).wait()
         subprocess.run(["wineserver", "-w"], env=self.variables)
         return status
-
-    def end(self):
-        for option in ("-k", "-w"):
-            subprocess.run(["wineserver", option], env=self.variables)
 
     def press_return(self):
         subprocess.run(["xdotool", "key", "Return"], env=self.variables, check=True)
@@ -128,24 +124,16 @@ class Installer(unittest.TestCase):
     def setUp(self):
         shelf = packages.BUILD / "wine"
         shelf.mkdir(exist_ok=True)
-        folder = pathlib.Path(tempfile.mkdtemp(dir=shelf))
-        self.addCleanup(shutil.rmtree, folder)
+        self.folder = pathlib.Path(tempfile.mkdtemp(dir=shelf))
+        self.addCleanup(shutil.rmtree, self.folder)
         display = self.enterContext(virtual_display())
-        self.pc = Pc(folder, display)
-        self.addCleanup(self.pc.end)
-        self.folder = folder
+        self.pc = self.enterContext(Pc(self.folder, display))
 
     def install(self, installer=packages.INSTALLER, *options):
         self.assertEqual(self.pc.run(installer, "/S", *options), 0)
 
     def uninstall(self):
         self.assertEqual(self.pc.run(self.pc.drive / PROGRAM_FOLDER / UNINSTALLER, "/S"), 0)
-
-    def write_configuration(self):
-        file = self.pc.drive / CONFIGURATION
-        file.parent.mkdir(parents=True)
-        file.write_bytes(USERS_CONNECTIONS)
-        return file
 
     def test_silent_installation(self):
         self.install()
@@ -156,9 +144,6 @@ class Installer(unittest.TestCase):
         self.assertIn(guide.encode(), (self.pc.drive / GUIDE_ENTRY).read_bytes())
         self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
         self.assertEqual(self.pc.files(CONFIGURATION_FOLDER), set())
-
-    def test_windows_lists_the_program(self):
-        self.install()
 
         values = self.pc.uninstall_values()
         folder = r"C:\Program Files\Orvanta Configurator"
@@ -180,34 +165,32 @@ class Installer(unittest.TestCase):
         self.pc.press_return()
         return not self.pc.has_window()
 
-    def test_user_s_file_is_never_touched(self):
-        file = self.write_configuration()
-        written = file.stat().st_mtime_ns
-
+    def test_files_of_others_are_never_touched(self):
+        configuration = self.pc.drive / CONFIGURATION
+        configuration.parent.mkdir(parents=True)
+        configuration.write_bytes(USERS_CONNECTIONS)
+        written = configuration.stat().st_mtime_ns
         self.install(make_old_installer(self.folder))
+        (self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll").write_bytes(b"kernel")
+
         self.install()
         self.uninstall()
 
-        self.assertEqual(file.read_bytes(), USERS_CONNECTIONS)
-        self.assertEqual(file.stat().st_mtime_ns, written)
+        self.assertEqual(configuration.read_bytes(), USERS_CONNECTIONS)
+        self.assertEqual(configuration.stat().st_mtime_ns, written)
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), {"Brelvix.dll"})
 
-    def test_upgrade_replaces_the_older_version(self):
-        self.install(make_old_installer(self.folder))
-        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files(PROGRAM_FOLDER))
+    def test_upgrade_replaces_the_older_version_in_its_folder(self):
+        self.install(make_old_installer(self.folder), r"/D=C:\Camera\Configurator")
+        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files("Camera/Configurator"))
         self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], OLD_VERSION)
 
         self.install()
-        self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
+        self.assertEqual(self.pc.files("Camera/Configurator"), packages.FILES | {UNINSTALLER})
+        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
         self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], "3.2.0")
         self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
         self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
-
-    def test_upgrade_stays_in_the_chosen_folder(self):
-        self.install(make_old_installer(self.folder), r"/D=C:\Camera\Configurator")
-        self.install()
-
-        self.assertEqual(self.pc.files("Camera/Configurator"), packages.FILES | {UNINSTALLER})
-        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
 
     def test_uninstallation_leaves_nothing(self):
         before = self.everything()
@@ -244,13 +227,6 @@ class Installer(unittest.TestCase):
         self.uninstall()
         self.assertFalse(installed.exists())
 
-    def test_foreign_files_in_the_program_folder_stay(self):
-        self.install()
-        (self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll").write_bytes(b"kernel")
-
-        self.uninstall()
-        self.assertEqual(self.pc.files(PROGRAM_FOLDER), {"Brelvix.dll"})
-
     def test_running_program_is_left_alone(self):
         folder = r"C:\Configurator"
         self.install(packages.INSTALLER, f"/D={folder}")
@@ -268,24 +244,22 @@ class Installer(unittest.TestCase):
 
 
 class InstallerFile(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.image = portable_executable.load(packages.INSTALLER.read_bytes())
+    image = pefile.PE(data=packages.INSTALLER.read_bytes())
 
     def test_version_block(self):
-        (texts,) = portable_executable.version_texts(self.image).values()
+        _, texts = portable_executable.version_texts(self.image)
         self.assertEqual(texts["ProductName"], "Orvanta Configurator")
         self.assertEqual(texts["FileDescription"], "Orvanta Configurator Installer")
         self.assertEqual(texts["FileVersion"], "3.2.0")
 
     def test_icon_is_the_program_s(self):
         icon = (packages.SOURCE / "resources" / "OrvantaConfigurator.ico").read_bytes()
-        ((_, _, image),) = portable_executable.resources(self.image, "RT_ICON")
+        _, image = portable_executable.resource(self.image, "RT_ICON")
         # An icon file is a directory of one image, 6 + 16 bytes, and the image.
         self.assertEqual(image, icon[22:])
 
     def test_manifest_asks_for_an_administrator(self):
-        ((_, _, manifest),) = portable_executable.resources(self.image, "RT_MANIFEST")
+        _, manifest = portable_executable.resource(self.image, "RT_MANIFEST")
         self.assertIn(b'level="requireAdministrator"', manifest)
 
 

@@ -200,8 +200,8 @@ class EndToEnd(unittest.TestCase):
             ("clearSingleLink", "removeDualLink"),
         ]:
             first, second, third = wizard.texts(AVAILABLE)[:3]
-            self.make_single_link(wizard, first)
-            self.make_dual_link(wizard, second, third)
+            wizard.make_single_link(first)
+            wizard.make_dual_link(second, third)
             see_buttons()
             wizard.click_row(SINGLE_LINKS, first)
             wizard.click(single)
