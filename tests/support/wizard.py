@@ -142,8 +142,8 @@ class Wizard:
         return [row["text"] for row in self.rows(list_name) if row["selected"]]
 
     def lamps(self, list_name):
-        """Returns what the lamps of a list's rows say, in words."""
-        return [row["lamp"] for row in self.rows(list_name)]
+        """Returns what the lamps of a list's rows say, in words: the last line of a row's description."""
+        return [row["description"].splitlines()[-1] for row in self.rows(list_name)]
 
     def is_on_screen(self):
         """Returns whether the display shows the wizard, which the observer cannot tell once the

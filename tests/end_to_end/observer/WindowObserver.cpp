@@ -48,7 +48,7 @@ QJsonArray rowsOf(const QListView &list)
             {"text", index.data().toString()},
             {"place", isOnScreen ? placeOf(*list.viewport(), rect) : QJsonArray()},
             {"selected", list.selectionModel()->isSelected(index)},
-            {"lamp", index.data(Qt::AccessibleDescriptionRole).toString()},
+            {"description", index.data(Qt::AccessibleDescriptionRole).toString()},
         });
     }
     return rows;
