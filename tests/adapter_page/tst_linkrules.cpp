@@ -1,7 +1,5 @@
 #include "adapter_page/LinkRules.h"
 
-#include "discovery/EntryText.h"
-
 #include <QTest>
 
 class LinkRulesTest : public QObject
@@ -9,10 +7,6 @@ class LinkRulesTest : public QObject
     Q_OBJECT
 
 private slots:
-    void joinsEntryTexts_data();
-    void joinsEntryTexts();
-    void splitsDualLinkText_data();
-    void splitsDualLinkText();
     void comparesPciSlots_data();
     void comparesPciSlots();
     void combinesStatus_data();
@@ -20,48 +14,6 @@ private slots:
     void choosesLamp_data();
     void choosesLamp();
 };
-
-void LinkRulesTest::joinsEntryTexts_data()
-{
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<QString>("joined");
-    QTest::newRow("none") << QStringList() << "";
-    QTest::newRow("one") << QStringList{"A"} << "A";
-    QTest::newRow("two") << QStringList{"A", "B"} << "A + B";
-    QTest::newRow("in order") << QStringList{"B", "A"} << "B + A";
-    QTest::newRow("three") << QStringList{"A", "B", "C"} << "A + B + C";
-    QTest::newRow("empty parts") << QStringList{"", ""} << " + ";
-    QTest::newRow("entry texts") << QStringList{"Card. PCI Slot: 0, Port: 1",
-                                                "Card. PCI Slot: 0, Port: 0"}
-                                 << "Card. PCI Slot: 0, Port: 1 + Card. PCI Slot: 0, Port: 0";
-}
-
-void LinkRulesTest::joinsEntryTexts()
-{
-    QFETCH(QStringList, texts);
-    QTEST(dualLinkText(texts), "joined");
-}
-
-void LinkRulesTest::splitsDualLinkText_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("parts");
-    QTest::newRow("two") << "A + B" << QStringList{"A", "B"};
-    QTest::newRow("one") << "A" << QStringList{"A"};
-    QTest::newRow("three") << "A + B + C" << QStringList{"A", "B", "C"};
-    QTest::newRow("empty first") << " + B" << QStringList{"", "B"};
-    QTest::newRow("empty last") << "A + " << QStringList{"A", ""};
-    QTest::newRow("empty") << "" << QStringList{""};
-    QTest::newRow("no blanks") << "A+B" << QStringList{"A+B"};
-    QTest::newRow("blank on one side") << "A +B" << QStringList{"A +B"};
-    QTest::newRow("further blanks stay") << "A  +  B" << QStringList{"A ", " B"};
-}
-
-void LinkRulesTest::splitsDualLinkText()
-{
-    QFETCH(QString, text);
-    QTEST(dualLinkParts(text), "parts");
-}
 
 void LinkRulesTest::comparesPciSlots_data()
 {
@@ -138,16 +90,21 @@ void LinkRulesTest::choosesLamp_data()
 {
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("image");
-    QTest::newRow("up") << 1 << ":/green.xpm";
-    QTest::newRow("down") << 0 << ":/red.xpm";
-    QTest::newRow("unknown") << -1 << ":/white.xpm";
-    QTest::newRow("any other") << 2 << ":/white.xpm";
+    QTest::addColumn<QString>("description");
+    const auto row = [](const char *name, int status, const char *image, const char *description) {
+        QTest::newRow(name) << status << image << description;
+    };
+    row("up", 1, ":/green.xpm", "Link up");
+    row("down", 0, ":/red.xpm", "Link down");
+    row("unknown", -1, ":/white.xpm", "Link state unknown");
+    row("any other", 2, ":/white.xpm", "Link state unknown");
 }
 
 void LinkRulesTest::choosesLamp()
 {
     QFETCH(int, status);
     QTEST(lampImage(status), "image");
+    QTEST(lampDescription(status), "description");
 }
 
 QTEST_APPLESS_MAIN(LinkRulesTest)

@@ -3,8 +3,7 @@
 #include "tests/support/MarkingTranslator.h"
 #include "tests/support/MissingImages.h"
 #include "tests/support/PrintedMessages.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QFrame>
 #include <QGroupBox>
@@ -50,18 +49,33 @@ QString describe(QLayoutItem *item)
     return item->alignment() == Qt::Alignment() ? text : text + " aligned otherwise";
 }
 
-/// Returns the names that the form gives to its children of a class, sorted; Qt's own children have
-/// none or "qt_...".
-template <typename Child>
-QStringList childNames(const QWidget &form)
+/// Returns a line for each child of a class that the form names, sorted: "name: description". Qt's
+/// own children have no name or "qt_...".
+template <typename Child, typename Describe>
+QStringList describeAll(const QWidget &form, Describe describe)
 {
-    QStringList names;
-    for (const QObject *child : form.findChildren<Child *>()) {
+    QStringList lines;
+    for (Child *child : form.findChildren<Child *>()) {
         if (!child->objectName().isEmpty() && !child->objectName().startsWith("qt_"))
-            names.append(child->objectName());
+            lines.append(child->objectName() + ": " + describe(*child));
     }
-    names.sort();
-    return names;
+    lines.sort();
+    return lines;
+}
+
+QString describeWidget(const QWidget &widget)
+{
+    return QString("%1 in %2")
+        .arg(widget.metaObject()->className(), widget.parentWidget()->objectName());
+}
+
+QString describeLayout(const QLayout &layout)
+{
+    QStringList children;
+    for (int index = 0; index < layout.count(); ++index)
+        children.append(describe(layout.itemAt(index)));
+    return QString("%1 in %2: %3")
+        .arg(layout.metaObject()->className(), layout.parent()->objectName(), children.join(", "));
 }
 
 QString textOf(const QObject &widget)
@@ -83,48 +97,28 @@ bool isOneColour(const QImage &image)
 
 } // namespace
 
-class PageLayoutTest : public QObject
+class PageLayoutTest : public WizardFixture
 {
     Q_OBJECT
 
 private slots:
-    void init();
+    void init() override;
     void cleanup();
 
-    void isForm();
-    void hasWidget_data();
-    void hasWidget();
-    void hasNoOtherWidget();
-    void arrangesChildren_data();
-    void arrangesChildren();
-    void hasNoOtherLayout();
-    void hasMargins_data();
+    void hasWidgets();
+    void arrangesThem();
     void hasMargins();
+    void setsProperties_data();
+    void setsProperties();
     void showsText_data();
     void showsText();
-    void translatesText_data();
-    void translatesText();
-    void wrapsWords_data();
-    void wrapsWords();
-    void framesLoading();
-    void fixesLoadingIcon();
     void hidesLoading();
-    void showsErrorsAsRichText();
-    void enablesButtons_data();
-    void enablesButtons();
-    void selectsRows_data();
-    void selectsRows();
     void givesEachListItsModel();
     void playsLoadingPicture();
     void worksWithoutLoadingPicture();
     void leavesNoVisibleRoomToEmptyError();
 
-    void isOfItsOwnMetaClass();
-    void hasMethod_data();
-    void hasMethod();
-    void hasProperty_data();
-    void hasProperty();
-    void hasNoOtherMembers();
+    void hasMetaMembers();
     void connectsWithoutWarning();
     void publishesFields_data();
     void publishesFields();
@@ -145,152 +139,126 @@ private:
 
 void PageLayoutTest::init()
 {
+    WizardFixture::init();
     m_page = std::make_unique<NetworkAdapterSelectorPage>(nullptr);
 }
 
 void PageLayoutTest::cleanup()
 {
     m_page.reset();
+    WizardFixture::cleanup();
 }
 
-void PageLayoutTest::isForm()
+void PageLayoutTest::hasWidgets()
 {
-    QCOMPARE(m_page->objectName(), "NetworkAdapterSelectorPage");
-    QCOMPARE(m_page->size(), QSize(512, 566));
-    QCOMPARE(m_page->windowTitle(), "Form");
-    QVERIFY(m_page->title().isEmpty());
-    QVERIFY(m_page->subTitle().isEmpty());
+    QCOMPARE(
+        describeAll<QWidget>(*m_page, describeWidget),
+        QStringList(
+            {"availableAdaptersList: QListView in groupBox_3",
+             "clearDualLink: QPushButton in groupBox_2", "clearSingleLink: QPushButton in groupBox",
+             "contents: QWidget in NetworkAdapterSelectorPage",
+             "createDualLink: QPushButton in groupBox_3",
+             "createSingleLink: QPushButton in groupBox_3", "dualLinkList: QListView in groupBox_2",
+             "errorText: QLabel in NetworkAdapterSelectorPage", "groupBox: QGroupBox in contents",
+             "groupBox_2: QGroupBox in contents", "groupBox_3: QGroupBox in contents",
+             "label: QLabel in contents", "label_2: QLabel in contents",
+             "loadingIcon_lbl: QLabel in loading_frame",
+             "loadingInfotext_lbl: QLabel in loading_frame", "loading_frame: QFrame in contents",
+             "removeDualLink: QPushButton in groupBox_2",
+             "removeSingleLink: QPushButton in groupBox",
+             "singleLinkList: QListView in groupBox"}));
 }
 
-void PageLayoutTest::hasWidget_data()
+void PageLayoutTest::arrangesThem()
 {
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QString>("parent");
-    const auto row = [](const char *name, const char *className, const char *parent) {
-        QTest::newRow(name) << QByteArray(className) << parent;
-    };
-    row("contents", "QWidget", "NetworkAdapterSelectorPage");
-    row("label", "QLabel", "contents");
-    row("label_2", "QLabel", "contents");
-    row("loading_frame", "QFrame", "contents");
-    row("loadingIcon_lbl", "QLabel", "loading_frame");
-    row("loadingInfotext_lbl", "QLabel", "loading_frame");
-    row("groupBox_3", "QGroupBox", "contents");
-    row("availableAdaptersList", "QListView", "groupBox_3");
-    row("createSingleLink", "QPushButton", "groupBox_3");
-    row("createDualLink", "QPushButton", "groupBox_3");
-    row("groupBox", "QGroupBox", "contents");
-    row("singleLinkList", "QListView", "groupBox");
-    row("removeSingleLink", "QPushButton", "groupBox");
-    row("clearSingleLink", "QPushButton", "groupBox");
-    row("groupBox_2", "QGroupBox", "contents");
-    row("dualLinkList", "QListView", "groupBox_2");
-    row("removeDualLink", "QPushButton", "groupBox_2");
-    row("clearDualLink", "QPushButton", "groupBox_2");
-    row("errorText", "QLabel", "NetworkAdapterSelectorPage");
-}
-
-void PageLayoutTest::hasWidget()
-{
-    const auto &widget = find<QWidget>(QTest::currentDataTag());
-    QTEST(QByteArray(widget.metaObject()->className()), "className");
-    QTEST(widget.parentWidget()->objectName(), "parent");
-}
-
-void PageLayoutTest::hasNoOtherWidget()
-{
-    QCOMPARE(childNames<QWidget>(*m_page),
-             QStringList({"availableAdaptersList", "clearDualLink", "clearSingleLink", "contents",
-                          "createDualLink", "createSingleLink", "dualLinkList", "errorText",
-                          "groupBox", "groupBox_2", "groupBox_3", "label", "label_2",
-                          "loadingIcon_lbl", "loadingInfotext_lbl", "loading_frame",
-                          "removeDualLink", "removeSingleLink", "singleLinkList"}));
-}
-
-void PageLayoutTest::arrangesChildren_data()
-{
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<QString>("parent");
-    QTest::addColumn<QStringList>("children");
-    const auto row = [](const char *name, const char *className, const char *parent,
-                        const QStringList &children) {
-        QTest::newRow(name) << QByteArray(className) << parent << children;
-    };
     const QString spacer = "spacer 40x20 Expanding Minimum";
-    row("verticalLayout", "QVBoxLayout", "NetworkAdapterSelectorPage", {"all_layout"});
-    row("all_layout", "QVBoxLayout", "verticalLayout",
-        {"contents", "errorText", "spacer 20x40 Minimum Expanding"});
-    row("anylayout", "QVBoxLayout", "contents",
-        {"label", "label_2", "loading_frame", "groupBox_3", "groupBox", "groupBox_2"});
-    row("horizontalLayout_2", "QHBoxLayout", "loading_frame",
-        {"loadingIcon_lbl AlignLeft", "loadingInfotext_lbl AlignLeft", spacer});
-    row("verticalLayout_4", "QVBoxLayout", "groupBox_3",
-        {"availableAdaptersList", "horizontalLayout"});
-    row("horizontalLayout", "QHBoxLayout", "verticalLayout_4",
-        {"createSingleLink", "createDualLink", spacer});
-    row("verticalLayout_2", "QVBoxLayout", "groupBox", {"singleLinkList", "horizontalLayout_3"});
-    row("horizontalLayout_3", "QHBoxLayout", "verticalLayout_2",
-        {"removeSingleLink", spacer, "clearSingleLink"});
-    row("verticalLayout_3", "QVBoxLayout", "groupBox_2", {"dualLinkList", "horizontalLayout_4"});
-    row("horizontalLayout_4", "QHBoxLayout", "verticalLayout_3",
-        {"removeDualLink", spacer, "clearDualLink"});
-}
-
-void PageLayoutTest::arrangesChildren()
-{
-    auto &layout = find<QLayout>(QTest::currentDataTag());
-    QTEST(QByteArray(layout.metaObject()->className()), "className");
-    QTEST(layout.parent()->objectName(), "parent");
-
-    QStringList children;
-    for (int index = 0; index < layout.count(); ++index)
-        children.append(describe(layout.itemAt(index)));
-    QTEST(children, "children");
-}
-
-void PageLayoutTest::hasNoOtherLayout()
-{
-    QCOMPARE(childNames<QLayout>(*m_page),
-             QStringList({"all_layout", "anylayout", "horizontalLayout", "horizontalLayout_2",
-                          "horizontalLayout_3", "horizontalLayout_4", "verticalLayout",
-                          "verticalLayout_2", "verticalLayout_3", "verticalLayout_4"}));
-}
-
-void PageLayoutTest::hasMargins_data()
-{
-    QTest::addColumn<bool>("isNested");
-    QTest::addColumn<int>("bottom");
-    constexpr int standard = -1;
-    QTest::newRow("verticalLayout") << false << standard;
-    QTest::newRow("all_layout") << true << 0;
-    QTest::newRow("anylayout") << false << 1;
-    QTest::newRow("horizontalLayout_2") << false << standard;
-    QTest::newRow("verticalLayout_4") << false << standard;
-    QTest::newRow("horizontalLayout") << true << standard;
-    QTest::newRow("verticalLayout_2") << false << standard;
-    QTest::newRow("horizontalLayout_3") << true << standard;
-    QTest::newRow("verticalLayout_3") << false << standard;
-    QTest::newRow("horizontalLayout_4") << true << standard;
+    QCOMPARE(describeAll<QLayout>(*m_page, describeLayout),
+             QStringList(
+                 {"all_layout: QVBoxLayout in verticalLayout: "
+                  "contents, errorText, spacer 20x40 Minimum Expanding",
+                  "anylayout: QVBoxLayout in contents: "
+                  "label, label_2, loading_frame, groupBox_3, groupBox, groupBox_2",
+                  "horizontalLayout: QHBoxLayout in verticalLayout_4: "
+                  "createSingleLink, createDualLink, " +
+                      spacer,
+                  "horizontalLayout_2: QHBoxLayout in loading_frame: "
+                  "loadingIcon_lbl AlignLeft, loadingInfotext_lbl AlignLeft, " +
+                      spacer,
+                  "horizontalLayout_3: QHBoxLayout in verticalLayout_2: "
+                  "removeSingleLink, " +
+                      spacer + ", clearSingleLink",
+                  "horizontalLayout_4: QHBoxLayout in verticalLayout_3: "
+                  "removeDualLink, " +
+                      spacer + ", clearDualLink",
+                  "verticalLayout: QVBoxLayout in NetworkAdapterSelectorPage: all_layout",
+                  "verticalLayout_2: QVBoxLayout in groupBox: singleLinkList, horizontalLayout_3",
+                  "verticalLayout_3: QVBoxLayout in groupBox_2: dualLinkList, horizontalLayout_4",
+                  "verticalLayout_4: QVBoxLayout in groupBox_3: "
+                  "availableAdaptersList, horizontalLayout"}));
 }
 
 void PageLayoutTest::hasMargins()
 {
-    QFETCH(bool, isNested);
-    QFETCH(int, bottom);
-    const auto &layout = find<QLayout>(QTest::currentDataTag());
-
-    // A layout within another one has no margins by default.
-    QMargins expected;
-    if (!isNested) {
-        const auto metric = [&layout](QStyle::PixelMetric margin) {
-            return QApplication::style()->pixelMetric(margin, nullptr, layout.parentWidget());
+    for (const QLayout *layout : m_page->findChildren<QLayout *>()) {
+        const auto metric = [layout](QStyle::PixelMetric margin) {
+            return QApplication::style()->pixelMetric(margin, nullptr, layout->parentWidget());
         };
-        expected = {metric(QStyle::PM_LayoutLeftMargin), metric(QStyle::PM_LayoutTopMargin),
-                    metric(QStyle::PM_LayoutRightMargin), metric(QStyle::PM_LayoutBottomMargin)};
+        QMargins expected = {
+            metric(QStyle::PM_LayoutLeftMargin), metric(QStyle::PM_LayoutTopMargin),
+            metric(QStyle::PM_LayoutRightMargin), metric(QStyle::PM_LayoutBottomMargin)};
+        // A layout within another one has no margins by default.
+        if (qobject_cast<QLayout *>(layout->parent()))
+            expected = {};
+        if (layout->objectName() == "anylayout")
+            expected.setBottom(1);
+        QVERIFY2(layout->contentsMargins() == expected, qPrintable(layout->objectName()));
     }
-    if (bottom >= 0)
-        expected.setBottom(bottom);
-    QCOMPARE(layout.contentsMargins(), expected);
+}
+
+void PageLayoutTest::setsProperties_data()
+{
+    QTest::addColumn<QString>("object");
+    QTest::addColumn<QByteArray>("property");
+    QTest::addColumn<QVariant>("value");
+    const auto row = [](const char *object, const char *property, const QVariant &value) {
+        QTest::addRow("%s %s", object, property) << object << QByteArray(property) << value;
+    };
+    const char *form = "NetworkAdapterSelectorPage";
+    row(form, "size", QSize(512, 566));
+    row(form, "windowTitle", "Form");
+    row(form, "title", "");
+    row(form, "subTitle", "");
+    row(createSingleLink, "enabled", false);
+    row(createDualLink, "enabled", false);
+    row(removeSingleLink, "enabled", false);
+    row(clearSingleLink, "enabled", true);
+    row(removeDualLink, "enabled", false);
+    row(clearDualLink, "enabled", true);
+    row("label_2", "enabled", true);
+    row("label", "wordWrap", true);
+    row("label_2", "wordWrap", false);
+    row("loadingInfotext_lbl", "wordWrap", false);
+    row("errorText", "wordWrap", true);
+    row("errorText", "textFormat", Qt::RichText);
+    row("loading_frame", "frameShape", QFrame::StyledPanel);
+    row("loading_frame", "frameShadow", QFrame::Raised);
+    row("loadingIcon_lbl", "minimumSize", QSize(24, 24));
+    row("loadingIcon_lbl", "maximumSize", QSize(24, 24));
+    row("loadingIcon_lbl", "sizePolicy",
+        QSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred));
+    row(availableList, "selectionMode", QAbstractItemView::MultiSelection);
+    row(singleList, "selectionMode", QAbstractItemView::SingleSelection);
+    row(dualList, "selectionMode", QAbstractItemView::SingleSelection);
+}
+
+void PageLayoutTest::setsProperties()
+{
+    QFETCH(QString, object);
+    QFETCH(QByteArray, property);
+    QFETCH(QVariant, value);
+    const QObject &found = object == m_page->objectName() ? *m_page : find(object);
+    QCOMPARE(found.property(property).toString(), value.toString());
+    QCOMPARE(found.property(property), value);
 }
 
 void PageLayoutTest::showsText_data()
@@ -322,57 +290,18 @@ void PageLayoutTest::showsText_data()
 
 void PageLayoutTest::showsText()
 {
-    QTEST(textOf(find(QTest::currentDataTag())), "text");
-}
-
-void PageLayoutTest::translatesText_data()
-{
-    showsText_data();
-}
-
-void PageLayoutTest::translatesText()
-{
     QFETCH(QString, text);
+    QCOMPARE(textOf(find(QTest::currentDataTag())), text);
+
     QWizardPage page;
     Ui::NetworkAdapterSelectorPage form;
     form.setupUi(&page);
-    const auto &widget = *page.findChild<QWidget *>(QTest::currentDataTag());
-    QCOMPARE(textOf(widget), text);
-
     MarkingTranslator translator;
     QVERIFY(QApplication::installTranslator(&translator));
     form.retranslateUi(&page);
     QCOMPARE(page.windowTitle(), "[Form]");
-    QCOMPARE(textOf(widget), text.isEmpty() ? QString() : "[" + text + "]");
-}
-
-void PageLayoutTest::wrapsWords_data()
-{
-    QTest::addColumn<bool>("wraps");
-    QTest::newRow("label") << true;
-    QTest::newRow("label_2") << false;
-    QTest::newRow("loadingInfotext_lbl") << false;
-    QTest::newRow("errorText") << true;
-}
-
-void PageLayoutTest::wrapsWords()
-{
-    QTEST(find<QLabel>(QTest::currentDataTag()).wordWrap(), "wraps");
-}
-
-void PageLayoutTest::framesLoading()
-{
-    const auto &frame = find<QFrame>("loading_frame");
-    QCOMPARE(frame.frameShape(), QFrame::StyledPanel);
-    QCOMPARE(frame.frameShadow(), QFrame::Raised);
-}
-
-void PageLayoutTest::fixesLoadingIcon()
-{
-    const auto &icon = find<QLabel>("loadingIcon_lbl");
-    QCOMPARE(icon.minimumSize(), QSize(24, 24));
-    QCOMPARE(icon.maximumSize(), QSize(24, 24));
-    QCOMPARE(icon.sizePolicy(), QSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred));
+    QCOMPARE(textOf(*page.findChild<QWidget *>(QTest::currentDataTag())),
+             text.isEmpty() ? QString() : "[" + text + "]");
 }
 
 void PageLayoutTest::hidesLoading()
@@ -382,45 +311,10 @@ void PageLayoutTest::hidesLoading()
     QVERIFY(!frame.sizePolicy().retainSizeWhenHidden());
 }
 
-void PageLayoutTest::showsErrorsAsRichText()
-{
-    QCOMPARE(find<QLabel>("errorText").textFormat(), Qt::RichText);
-    QVERIFY(find<QLabel>("label_2").isEnabledTo(m_page.get()));
-}
-
-void PageLayoutTest::enablesButtons_data()
-{
-    QTest::addColumn<bool>("isEnabled");
-    QTest::newRow("createSingleLink") << false;
-    QTest::newRow("createDualLink") << false;
-    QTest::newRow("removeSingleLink") << false;
-    QTest::newRow("clearSingleLink") << true;
-    QTest::newRow("removeDualLink") << false;
-    QTest::newRow("clearDualLink") << true;
-}
-
-void PageLayoutTest::enablesButtons()
-{
-    QTEST(find<QPushButton>(QTest::currentDataTag()).isEnabled(), "isEnabled");
-}
-
-void PageLayoutTest::selectsRows_data()
-{
-    QTest::addColumn<QAbstractItemView::SelectionMode>("mode");
-    QTest::newRow("availableAdaptersList") << QAbstractItemView::MultiSelection;
-    QTest::newRow("singleLinkList") << QAbstractItemView::SingleSelection;
-    QTest::newRow("dualLinkList") << QAbstractItemView::SingleSelection;
-}
-
-void PageLayoutTest::selectsRows()
-{
-    QTEST(find<QListView>(QTest::currentDataTag()).selectionMode(), "mode");
-}
-
 void PageLayoutTest::givesEachListItsModel()
 {
     QList<QAbstractItemModel *> models;
-    for (const char *list : {"availableAdaptersList", "singleLinkList", "dualLinkList"}) {
+    for (const char *list : {availableList, singleList, dualList}) {
         auto *model = find<QListView>(list).model();
         QVERIFY(qobject_cast<QStandardItemModel *>(model));
         QVERIFY(!model->parent());
@@ -442,96 +336,61 @@ void PageLayoutTest::playsLoadingPicture()
 void PageLayoutTest::worksWithoutLoadingPicture()
 {
     const MissingImages missing;
-    TemporaryPc pc;
-    pc.installDriver();
-    pc.pc().kernel.devices = {{"A", "Port A", "Port"}, {"B", "Port B", "Port"}};
+    m_pc->setPorts({{"A", "Port A"}, {"B", "Port B"}});
     const PrintedMessages messages;
-    RunningWizard run(pc.pc());
-    run.user.openAdapters();
+    WizardUser &user = startOnAdapters();
 
-    const auto &icon = run.user.find<QLabel>("loadingIcon_lbl");
+    const auto &icon = user.find<QLabel>("loadingIcon_lbl");
     QVERIFY(!icon.movie());
     QVERIFY(icon.text().isEmpty());
-    QCOMPARE(run.user.available(), QStringList({"Port A", "Port B"}));
-    run.user.click("availableAdaptersList", 1);
-    run.user.press("createSingleLink");
-    QCOMPARE(run.user.singleLinks(), QStringList{"Port B"});
+    QCOMPARE(user.available(), QStringList({"Port A", "Port B"}));
+    user.makeLink({1});
+    QCOMPARE(user.singleLinks(), QStringList{"Port B"});
     QCOMPARE(messages.texts(), QStringList());
 }
 
 void PageLayoutTest::leavesNoVisibleRoomToEmptyError()
 {
-    TemporaryPc pc;
-    pc.installDriver();
-    RunningWizard run(pc.pc());
-    run.user.openAdapters();
-
-    auto &errorText = run.user.find<QLabel>("errorText");
+    auto &errorText = startOnAdapters().find<QLabel>("errorText");
     QVERIFY(errorText.text().isEmpty());
     QVERIFY(errorText.height() <= errorText.fontMetrics().lineSpacing());
     QVERIFY(isOneColour(errorText.grab().toImage()));
 }
 
-void PageLayoutTest::isOfItsOwnMetaClass()
+void PageLayoutTest::hasMetaMembers()
 {
-    QCOMPARE(m_page->metaObject()->className(), "NetworkAdapterSelectorPage");
-    QCOMPARE(m_page->metaObject()->superClass(), &QWizardPage::staticMetaObject);
-}
+    const QMetaObject &metaObject = *m_page->metaObject();
+    QCOMPARE(metaObject.className(), "NetworkAdapterSelectorPage");
+    QCOMPARE(metaObject.superClass(), &QWizardPage::staticMetaObject);
 
-void PageLayoutTest::hasMethod_data()
-{
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QByteArray>("result");
-    const QByteArray nothing = "void";
-    QTest::newRow("onSingleLinkListItemSelectionChanged()") << 0 << nothing;
-    QTest::newRow("onDualLinkListItemSelectionChanged()") << 1 << nothing;
-    QTest::newRow("onAvailableAdaptersListItemSelectionChanged()") << 2 << nothing;
-    QTest::newRow("on_createSingleLink_clicked()") << 3 << nothing;
-    QTest::newRow("on_createDualLink_clicked()") << 4 << nothing;
-    QTest::newRow("on_removeSingleLink_clicked()") << 5 << nothing;
-    QTest::newRow("on_removeDualLink_clicked()") << 6 << nothing;
-    QTest::newRow("on_clearSingleLink_clicked()") << 7 << nothing;
-    QTest::newRow("on_clearDualLink_clicked()") << 8 << nothing;
-    QTest::newRow("on_OrvantaSearchFinished()") << 9 << nothing;
-    QTest::newRow("dualLinkConcat(QStringList)") << 10 << QByteArray("QString");
-}
+    QStringList methods;
+    for (int index = metaObject.methodOffset(); index < metaObject.methodCount(); ++index) {
+        const QMetaMethod method = metaObject.method(index);
+        QCOMPARE(method.methodType(), QMetaMethod::Slot);
+        QCOMPARE(method.access(), QMetaMethod::Private);
+        methods.append(method.typeName() + (" " + method.methodSignature()));
+    }
+    QCOMPARE(
+        methods,
+        QStringList({"void onSingleLinkListItemSelectionChanged()",
+                     "void onDualLinkListItemSelectionChanged()",
+                     "void onAvailableAdaptersListItemSelectionChanged()",
+                     "void on_createSingleLink_clicked()", "void on_createDualLink_clicked()",
+                     "void on_removeSingleLink_clicked()", "void on_removeDualLink_clicked()",
+                     "void on_clearSingleLink_clicked()", "void on_clearDualLink_clicked()",
+                     "void on_OrvantaSearchFinished()", "QString dualLinkConcat(QStringList)"}));
 
-void PageLayoutTest::hasMethod()
-{
-    QFETCH(int, index);
-    const QMetaObject &metaObject = NetworkAdapterSelectorPage::staticMetaObject;
-    const QMetaMethod method = metaObject.method(metaObject.methodOffset() + index);
-    QCOMPARE(method.methodSignature(), QByteArray(QTest::currentDataTag()));
-    QTEST(QByteArray(method.typeName()), "result");
-    QCOMPARE(method.methodType(), QMetaMethod::Slot);
-    QCOMPARE(method.access(), QMetaMethod::Private);
-}
-
-void PageLayoutTest::hasProperty_data()
-{
-    QTest::addColumn<int>("index");
-    QTest::newRow("singleLinkResult") << 0;
-    QTest::newRow("dualLinkResult") << 1;
-}
-
-void PageLayoutTest::hasProperty()
-{
-    QFETCH(int, index);
-    const QMetaObject &metaObject = NetworkAdapterSelectorPage::staticMetaObject;
-    const QMetaProperty property = metaObject.property(metaObject.propertyOffset() + index);
-    QCOMPARE(QString(property.name()), QString(QTest::currentDataTag()));
-    QCOMPARE(property.metaType(), QMetaType::fromType<QStringList>());
-    QVERIFY(property.isReadable());
-    QVERIFY(!property.isWritable());
-    QVERIFY(!property.isResettable());
-    QVERIFY(!property.hasNotifySignal());
-}
-
-void PageLayoutTest::hasNoOtherMembers()
-{
-    const QMetaObject &metaObject = NetworkAdapterSelectorPage::staticMetaObject;
-    QCOMPARE(metaObject.methodCount() - metaObject.methodOffset(), 11);
-    QCOMPARE(metaObject.propertyCount() - metaObject.propertyOffset(), 2);
+    QStringList properties;
+    for (int index = metaObject.propertyOffset(); index < metaObject.propertyCount(); ++index) {
+        const QMetaProperty property = metaObject.property(index);
+        properties.append(property.name());
+        QCOMPARE(property.metaType(), QMetaType::fromType<QStringList>());
+        QVERIFY(property.isReadable());
+        QVERIFY(!property.isWritable());
+        QVERIFY(!property.isResettable());
+        QVERIFY(!property.hasNotifySignal());
+    }
+    QCOMPARE(properties, QStringList({"singleLinkResult", "dualLinkResult"}));
 }
 
 void PageLayoutTest::connectsWithoutWarning()

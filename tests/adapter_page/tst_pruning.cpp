@@ -1,6 +1,5 @@
 #include "tests/support/GuiTest.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QRandomGenerator>
 #include <QStandardItemModel>
@@ -134,36 +133,87 @@ QStringList prunedRowByRow(const Lists &lists)
 
 } // namespace
 
-class PruningTest : public QObject
+class PruningTest : public WizardFixture
 {
     Q_OBJECT
 
 private slots:
+    void removesWhatIsUsed_data();
+    void removesWhatIsUsed();
     void equalsTheRuleRowByRow();
 };
 
+void PruningTest::removesWhatIsUsed_data()
+{
+    QTest::addColumn<Lists>("lists");
+    QTest::addColumn<QStringList>("left");
+    const auto row = [](const char *name, const Lists &lists, const QStringList &left) {
+        QTest::newRow(name) << lists << left;
+    };
+    const QList<QStringList> pq = {{"P", "Q"}};
+    row("nothing used", {{"P", "Q"}, {}, {}, {}}, {"P", "Q"});
+    row("equal names, none used", {{"P", "P"}, {}, {}, {}}, {"P", "P"});
+    row("empty text", {{"", "R"}, {}, pq, {}}, {"", "R"});
+
+    row("Single Link", {{"R", "P", "T"}, {"P"}, {}, {}}, {"R", "T"});
+    row("Single Link, part of its text", {{"Por"}, {"Port"}, {}, {}}, {"Por"});
+    row("Single Link in other letter case", {{"p"}, {"P"}, {}, {}}, {"p"});
+    row("every row a Single Link", {{"P", "P", "P"}, {"P"}, {}, {}}, {});
+
+    row("Dual Link, first port", {{"R", "P", "T"}, {}, pq, {}}, {"R", "T"});
+    row("Dual Link, second port", {{"R", "Q", "T"}, {}, pq, {}}, {"R", "T"});
+    row("Dual Link, part of its text", {{"Port", "X"}, {}, {{"Port 1", "Port 2"}}, {}}, {"X"});
+    row("Dual Link, across its ports", {{"t 1 + P", "X"}, {}, {{"Port 1", "Port 2"}}, {}}, {"X"});
+    row("Dual Link in other letter case", {{"q", "R"}, {}, pq, {}}, {"R"});
+
+    row("excluded", {{"R", "X", "T"}, {}, {}, {"X"}}, {"R", "T"});
+    row("excluded in other letter case", {{"x"}, {}, {}, {"X"}}, {"x"});
+    row("excluded, part of its text", {{"X"}, {}, {}, {"X1"}}, {"X"});
+    row("every row excluded", {{"X", "Y"}, {}, {}, {"Y", "X"}}, {});
+
+    // Each test that matches removes a row: the row itself, then the ones before it.
+    row("Single and Dual Link", {{"R", "P", "T"}, {"P"}, pq, {}}, {"T"});
+    row("Single Link and excluded", {{"R", "P", "T"}, {"P"}, {}, {"P"}}, {"T"});
+    row("Dual Link and excluded", {{"R", "P", "T"}, {}, pq, {"P"}}, {"T"});
+    row("all three", {{"O", "R", "P", "T"}, {"P"}, pq, {"P"}}, {"T"});
+    row("two of three, twice", {{"O", "P", "R", "P", "T"}, {"P"}, pq, {}}, {"T"});
+
+    // There is no row before the first.
+    row("two of three in the first row", {{"P", "T"}, {"P"}, pq, {}}, {"T"});
+    row("two of three in the only row", {{"P"}, {"P"}, pq, {}}, {});
+    row("all three in the first row", {{"P", "T", "U"}, {"P"}, pq, {"P"}}, {"T", "U"});
+    row("all three in the second row", {{"R", "P", "T", "U"}, {"P"}, pq, {"P"}}, {"T", "U"});
+    row("first row, then again", {{"P", "T", "P", "U"}, {"P"}, pq, {}}, {"U"});
+}
+
+void PruningTest::removesWhatIsUsed()
+{
+    QFETCH(Lists, lists);
+    QFETCH(QStringList, left);
+    describe(*m_pc, lists);
+    QCOMPARE(startOnAdapters().available(), left);
+    QCOMPARE(prunedRowByRow(lists), left);
+}
+
 void PruningTest::equalsTheRuleRowByRow()
 {
-    TemporaryPc pc;
-    pc.installDriver();
-    RunningWizard run(pc.pc());
-    run.user.openAdapters();
-    auto &page = run.user.find<QWizardPage>("NetworkAdapterSelectorPage");
+    WizardUser &user = startOnAdapters();
+    auto &page = user.find<QWizardPage>("NetworkAdapterSelectorPage");
 
     int prunedRounds = 0;
     for (quint32 seed = 0; seed < roundCount; ++seed) {
         const Lists lists = randomLists(seed);
-        describe(pc, lists);
-        const SimulatedMachine machine(pc.pc());
+        describe(*m_pc, lists);
+        const SimulatedMachine machine(pc());
 
         page.hide();
         page.show();
-        run.user.waitForSearch();
+        user.waitForSearch();
         const QStringList expected = prunedRowByRow(lists);
-        QVERIFY2(run.user.available() == expected,
+        QVERIFY2(user.available() == expected,
                  qPrintable(QString("seed %1: expected %2, found %3")
                                 .arg(seed)
-                                .arg(expected.join("|"), run.user.available().join("|"))));
+                                .arg(expected.join("|"), user.available().join("|"))));
         prunedRounds += expected == lists.available ? 0 : 1;
     }
     QVERIFY2(prunedRounds > roundCount / 4, "Expected the lists to have texts in common");

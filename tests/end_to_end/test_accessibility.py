@@ -65,7 +65,7 @@ class AccessibilityTest(unittest.TestCase):
         self.assertEqual({row.splitlines()[-1] for row in rows.values()}, LAMPS)
         self.assertEqual(
             rows["Example 10G Adapter. PCI Slot: 0, Port: 0"],
-            "Identifier: DEVICE-A\nDescription: Example 10G Ethernet\nLink up",
+            "Identifier: DEVICE-A\nDescription: Example 10G Dual-Port Ethernet\nLink up",
         )
 
     def test_selecting_by_keyboard_is_announced(self):

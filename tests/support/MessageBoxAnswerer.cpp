@@ -11,6 +11,14 @@ MessageBoxAnswerer::MessageBoxAnswerer()
     qApp->installEventFilter(this);
 }
 
+QStringList MessageBoxAnswerer::texts() const
+{
+    QStringList texts;
+    for (const AnsweredMessageBox &box : m_answered)
+        texts.append(box.text);
+    return texts;
+}
+
 bool MessageBoxAnswerer::eventFilter(QObject *watched, QEvent *event)
 {
     auto *box = qobject_cast<QMessageBox *>(watched);

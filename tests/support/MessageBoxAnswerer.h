@@ -30,6 +30,9 @@ public:
     /// Returns the boxes so far, in order.
     const QList<AnsweredMessageBox> &answered() const { return m_answered; }
 
+    /// Returns their texts.
+    QStringList texts() const;
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 

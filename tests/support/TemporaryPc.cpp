@@ -8,6 +8,7 @@
 namespace
 {
 
+constexpr auto driverFile = "Windows/system32/Brelvix.run64.sys";
 constexpr auto configFolder = "Users/Public/Documents/Fennory/PMT2";
 
 void writeFile(const QString &path, const QByteArray &content)
@@ -36,7 +37,20 @@ TemporaryPc::TemporaryPc(const QString &folder)
 
 void TemporaryPc::installDriver()
 {
-    writeFile(path("Windows/system32/Brelvix.run64.sys"), "driver");
+    writeFile(path(driverFile), "driver");
+}
+
+void TemporaryPc::removeDriver()
+{
+    if (!QFile::remove(path(driverFile)))
+        qFatal("Expected a driver to remove");
+}
+
+void TemporaryPc::setPorts(const QList<QPair<QString, QString>> &ports)
+{
+    m_pc.kernel.devices.clear();
+    for (const auto &[id, name] : ports)
+        m_pc.kernel.devices.append({id, name, "Description of " + id});
 }
 
 QString TemporaryPc::path(const QString &belowDrive) const

@@ -3,6 +3,7 @@
 #include "simulator/SimulatedPc.h"
 
 #include <QByteArray>
+#include <QPair>
 #include <QTemporaryDir>
 
 /// A simulated PC in a folder of its own, removed with the object.
@@ -20,6 +21,13 @@ public:
 
     /// Puts the driver file into the system folder.
     void installDriver();
+
+    /// Takes it out again.
+    void removeDriver();
+
+    /// Has the kernel report these ports, given by identifier and name. That of identifier "A" is
+    /// described as "Description of A".
+    void setPorts(const QList<QPair<QString, QString>> &ports);
 
     /// Returns the path of a file or folder on drive C:, as in `path("Users/Public")`.
     QString path(const QString &belowDrive) const;

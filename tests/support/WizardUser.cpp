@@ -28,6 +28,13 @@ QString lampColour(const QIcon &icon)
     return "unknown";
 }
 
+QString valueText(const QVariant &value)
+{
+    if (value.metaType() == QMetaType::fromType<QStringList>())
+        return "[" + value.toStringList().join(", ") + "]";
+    return value.toString();
+}
+
 } // namespace
 
 WizardUser::WizardUser(QWizard &wizard) : m_wizard(wizard) {}
@@ -38,11 +45,22 @@ void WizardUser::open()
     QVERIFY2(QTest::qWaitForWindowActive(&m_wizard), "Expected the wizard to take input");
 }
 
+void WizardUser::goToAdapters()
+{
+    press(QWizard::NextButton);
+    waitForSearch();
+}
+
 void WizardUser::openAdapters()
 {
     open();
+    goToAdapters();
+}
+
+void WizardUser::showAdaptersAgain()
+{
+    press(QWizard::BackButton);
     press(QWizard::NextButton);
-    waitForSearch();
 }
 
 void WizardUser::press(QWizard::WizardButton button)
@@ -61,6 +79,12 @@ void WizardUser::key(Qt::Key key, Qt::KeyboardModifiers modifiers)
     QTest::keyClick(m_wizard.windowHandle(), key, modifiers);
 }
 
+void WizardUser::keys(const QList<Qt::Key> &keys)
+{
+    for (const Qt::Key each : keys)
+        key(each);
+}
+
 void WizardUser::click(const char *list, int row)
 {
     auto &view = find<QListView>(list);
@@ -74,6 +98,12 @@ void WizardUser::click(const char *list, const QList<int> &rows)
 {
     for (const int row : rows)
         click(list, row);
+}
+
+void WizardUser::makeLink(const QList<int> &rows)
+{
+    click(availableList, rows);
+    press(rows.size() == 1 ? createSingleLink : createDualLink);
 }
 
 bool WizardUser::isSearching() const
@@ -105,6 +135,17 @@ QStringList WizardUser::buttonsOffScreen() const
     return texts;
 }
 
+QStringList WizardUser::enabledButtons() const
+{
+    QStringList names;
+    for (const char *button : {createSingleLink, createDualLink, removeSingleLink, clearSingleLink,
+                               removeDualLink, clearDualLink}) {
+        if (isEnabled(button))
+            names.append(button);
+    }
+    return names;
+}
+
 QStringList WizardUser::texts(const char *list) const
 {
     QStringList texts;
@@ -121,12 +162,37 @@ QVariantList WizardUser::values(const char *list, int role) const
     return values;
 }
 
+QString WizardUser::rowText(const QString &text, const QVariant &published,
+                            const QVariant &description)
+{
+    return QStringList{text, valueText(published), valueText(description)}.join(" | ");
+}
+
+QStringList WizardUser::rows(const char *list) const
+{
+    QStringList rows;
+    for (int row = 0; row < model(list).rowCount(); ++row) {
+        const QStandardItem *item = model(list).item(row);
+        rows.append(rowText(item->text(), item->data(publishedRole), item->data(descriptionRole)));
+    }
+    return rows;
+}
+
 QStringList WizardUser::lamps(const char *list) const
 {
     QStringList lamps;
     for (int row = 0; row < model(list).rowCount(); ++row)
         lamps.append(lampColour(model(list).item(row)->icon()));
     return lamps;
+}
+
+void WizardUser::append(const char *list, const QString &text, const QVariant &published,
+                        const QVariant &description)
+{
+    auto *item = new QStandardItem(text);
+    item->setData(published, publishedRole);
+    item->setData(description, descriptionRole);
+    model(list).appendRow(item);
 }
 
 QStandardItemModel &WizardUser::model(const char *list) const

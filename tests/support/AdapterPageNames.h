@@ -1,0 +1,19 @@
+#pragma once
+
+#include <Qt>
+
+// The adapter selection page's lists, buttons and roles, as the tests know them.
+
+inline constexpr auto availableList = "availableAdaptersList";
+inline constexpr auto singleList = "singleLinkList";
+inline constexpr auto dualList = "dualLinkList";
+
+inline constexpr auto createSingleLink = "createSingleLink";
+inline constexpr auto createDualLink = "createDualLink";
+inline constexpr auto removeSingleLink = "removeSingleLink";
+inline constexpr auto removeDualLink = "removeDualLink";
+inline constexpr auto clearSingleLink = "clearSingleLink";
+inline constexpr auto clearDualLink = "clearDualLink";
+
+inline constexpr int publishedRole = Qt::UserRole + 1;
+inline constexpr int descriptionRole = Qt::UserRole + 2;
