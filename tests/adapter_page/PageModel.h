@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QMap>
+#include <QRegularExpression>
 #include <QString>
 #include <QStringList>
 
@@ -47,32 +48,209 @@ public:
     QStringList messages;
 
     /// The page is shown. A search that starts without the driver ends at once.
-    void show();
-    void endSearch(SearchEnd end);
+    void show()
+    {
+        const bool hasSomethingToSearch = isDriverInstalled || !savedConnections.isEmpty();
+        clearLists();
+        if (isSearching || !hasSomethingToSearch)
+            return;
+        if (!isDriverInstalled) {
+            messages.append("Orvanta not found. Please install the Orvanta drivers.");
+            return;
+        }
+        isSearching = true;
+        m_connectionsAtStart = savedConnections;
+    }
 
-    void toggle(int row);
-    void createSingleLink();
-    void createDualLink();
-    void removeSingleLink(int row);
-    void removeDualLink(int row);
-    void clearSingleLinks();
-    void clearDualLinks();
-    void publish();
-    QString fileContent() const;
+    void endSearch(SearchEnd end)
+    {
+        isSearching = false;
+        switch (end) {
+        case SearchEnd::Success:
+            fill(ports, true);
+            break;
+        case SearchEnd::NoDevices:
+            fill({}, true);
+            break;
+        case SearchEnd::OpenRefused:
+            messages.append("[ERROR]: Unable to open the driver!");
+            fill({}, false);
+            break;
+        case SearchEnd::LoadRefused:
+            messages.append("[ERROR]: Unable to load DLL! Is the DLL in the search path?");
+            fill({}, true);
+            break;
+        }
+    }
+
+    void toggle(int row)
+    {
+        if (!selected.removeOne(row))
+            selected.append(row);
+    }
+
+    void createSingleLink() { singleLinks.append(available.takeAt(selected.takeFirst())); }
+
+    void createDualLink()
+    {
+        if (!isSameAdapterSelected()) {
+            messages.append(
+                "Dual link connection should be made with two GiGE cables connected to two "
+                "ports of a single network adapter");
+            return;
+        }
+        const ModelRow first = available[selected[0]];
+        const ModelRow second = available[selected[1]];
+        dualLinks.append({first.text + " + " + second.text, first.ids + second.ids,
+                          first.descriptions + second.descriptions});
+        available.removeAt(qMax(selected[0], selected[1]));
+        available.removeAt(qMin(selected[0], selected[1]));
+        selected.clear();
+    }
+
+    void removeSingleLink(int row) { available.append(singleLinks.takeAt(row)); }
+
+    void removeDualLink(int row) { giveBack(dualLinks.takeAt(row)); }
+
+    void clearSingleLinks()
+    {
+        while (!singleLinks.isEmpty())
+            available.append(singleLinks.takeFirst());
+    }
+
+    void clearDualLinks()
+    {
+        while (!dualLinks.isEmpty())
+            giveBack(dualLinks.takeFirst());
+    }
+
+    void publish()
+    {
+        publishedSingleLinks.clear();
+        for (const ModelRow &row : singleLinks)
+            publishedSingleLinks.append(row.ids[0]);
+        publishedDualLinks.clear();
+        for (const ModelRow &row : dualLinks)
+            publishedDualLinks.append(row.ids.join(";"));
+    }
+
+    QString fileContent() const
+    {
+        QString content;
+        for (const QString &line : publishedSingleLinks + publishedDualLinks)
+            content += line + "\n";
+        return content + "\n";
+    }
+
     /// The wizard has written its file and is started anew.
-    void finish();
-    /// The wizard is started anew.
-    void restart();
+    void finish()
+    {
+        savedConnections.clear();
+        for (const QString &line : publishedSingleLinks + publishedDualLinks)
+            savedConnections.append(line.split(";"));
+        restart();
+    }
 
-    QString lamp(const ModelRow &row) const;
+    /// The wizard is started anew.
+    void restart()
+    {
+        clearLists();
+        isSearching = false;
+        publishedSingleLinks.clear();
+        publishedDualLinks.clear();
+    }
+
+    QString lamp(const ModelRow &row) const
+    {
+        bool allUp = true;
+        for (const QString &text : row.text.split(" + ")) {
+            const QString name = text.section(". PCI Slot:", 0, 0);
+            if (!adapterStatus.contains(name))
+                return "white";
+            allUp = allUp && adapterStatus[name] == 1;
+        }
+        return allUp ? "green" : "red";
+    }
 
 private:
-    bool isSameAdapterSelected() const;
-    ModelRow resolve(const QString &id, bool isDriverOpen) const;
-    void fill(const QList<ModelPort> &listed, bool isDriverOpen);
-    void prune();
-    void giveBack(const ModelRow &row);
-    void clearLists();
+    bool isSameAdapterSelected() const
+    {
+        static const QRegularExpression location(R"(\. PCI Slot:(.*), Port: )");
+        const auto first = location.match(available[selected[0]].text);
+        const auto second = location.match(available[selected[1]].text);
+        if (!first.hasMatch() || !second.hasMatch())
+            return true;
+        return first.captured(1).toInt() == second.captured(1).toInt();
+    }
+
+    ModelRow resolve(const QString &id, bool isDriverOpen) const
+    {
+        for (const ModelPort &port : ports) {
+            if (isDriverOpen && port.id == id)
+                return {port.name, {id}, {port.description}};
+        }
+        return {id, {id}, {id}};
+    }
+
+    void fill(const QList<ModelPort> &listed, bool isDriverOpen)
+    {
+        QStringList used;
+        for (const QStringList &connection : m_connectionsAtStart) {
+            used += connection;
+            QList<ModelRow> members;
+            for (const QString &id : connection)
+                members.append(resolve(id, isDriverOpen));
+            if (members.size() == 1)
+                singleLinks.append(members[0]);
+            if (members.size() == 2)
+                dualLinks.append({members[0].text + " + " + members[1].text,
+                                  members[0].ids + members[1].ids,
+                                  members[0].descriptions + members[1].descriptions});
+        }
+        for (const ModelPort &port : listed) {
+            if (!used.contains(port.id))
+                available.append({port.name, {port.id}, {port.description}});
+        }
+        prune();
+    }
+
+    void prune()
+    {
+        // Each reason that holds takes the row at the index, and the index steps back each time.
+        for (int row = 0; row < available.size(); ++row) {
+            if (row < 0)
+                continue;
+            const QString text = available[row].text;
+            int reasons = 0;
+            for (const ModelRow &link : singleLinks)
+                reasons |= link.text == text ? 1 : 0;
+            for (const ModelRow &link : dualLinks)
+                reasons |= link.text.contains(text, Qt::CaseInsensitive) ? 2 : 0;
+            reasons |= excluded.contains(text) ? 4 : 0;
+            for (const int reason : {1, 2, 4}) {
+                if ((reasons & reason) == 0)
+                    continue;
+                if (row >= 0)
+                    available.removeAt(row);
+                --row;
+            }
+        }
+    }
+
+    void giveBack(const ModelRow &row)
+    {
+        const QStringList texts = row.text.split(" + ");
+        for (int i = 0; i < texts.size(); ++i)
+            available.append({texts[i], {row.ids[i]}, {row.descriptions[i]}});
+    }
+
+    void clearLists()
+    {
+        available.clear();
+        singleLinks.clear();
+        dualLinks.clear();
+        selected.clear();
+    }
 
     QList<QStringList> m_connectionsAtStart;
 };

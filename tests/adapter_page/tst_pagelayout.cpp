@@ -13,7 +13,6 @@
 #include <QMetaMethod>
 #include <QMetaProperty>
 #include <QMovie>
-#include <QPushButton>
 #include <QStandardItemModel>
 #include <QStyle>
 
@@ -103,7 +102,7 @@ class PageLayoutTest : public WizardFixture
 
 private slots:
     void init() override;
-    void cleanup();
+    void cleanup() override;
 
     void hasWidgets();
     void arrangesThem();
@@ -151,55 +150,59 @@ void PageLayoutTest::cleanup()
 
 void PageLayoutTest::hasWidgets()
 {
-    QCOMPARE(
-        describeAll<QWidget>(*m_page, describeWidget),
-        QStringList(
-            {"availableAdaptersList: QListView in groupBox_3",
-             "clearDualLink: QPushButton in groupBox_2", "clearSingleLink: QPushButton in groupBox",
-             "contents: QWidget in NetworkAdapterSelectorPage",
-             "createDualLink: QPushButton in groupBox_3",
-             "createSingleLink: QPushButton in groupBox_3", "dualLinkList: QListView in groupBox_2",
-             "errorText: QLabel in NetworkAdapterSelectorPage", "groupBox: QGroupBox in contents",
-             "groupBox_2: QGroupBox in contents", "groupBox_3: QGroupBox in contents",
-             "label: QLabel in contents", "label_2: QLabel in contents",
-             "loadingIcon_lbl: QLabel in loading_frame",
-             "loadingInfotext_lbl: QLabel in loading_frame", "loading_frame: QFrame in contents",
-             "removeDualLink: QPushButton in groupBox_2",
-             "removeSingleLink: QPushButton in groupBox",
-             "singleLinkList: QListView in groupBox"}));
+    const QStringList expected = {
+        "availableAdaptersList: QListView in groupBox_3",
+        "clearDualLink: QPushButton in groupBox_2",
+        "clearSingleLink: QPushButton in groupBox",
+        "contents: QWidget in NetworkAdapterSelectorPage",
+        "createDualLink: QPushButton in groupBox_3",
+        "createSingleLink: QPushButton in groupBox_3",
+        "dualLinkList: QListView in groupBox_2",
+        "errorText: QLabel in NetworkAdapterSelectorPage",
+        "groupBox: QGroupBox in contents",
+        "groupBox_2: QGroupBox in contents",
+        "groupBox_3: QGroupBox in contents",
+        "label: QLabel in contents",
+        "label_2: QLabel in contents",
+        "loadingIcon_lbl: QLabel in loading_frame",
+        "loadingInfotext_lbl: QLabel in loading_frame",
+        "loading_frame: QFrame in contents",
+        "removeDualLink: QPushButton in groupBox_2",
+        "removeSingleLink: QPushButton in groupBox",
+        "singleLinkList: QListView in groupBox",
+    };
+    QCOMPARE(describeAll<QWidget>(*m_page, describeWidget), expected);
 }
 
 void PageLayoutTest::arrangesThem()
 {
-    const QString spacer = "spacer 40x20 Expanding Minimum";
-    QCOMPARE(describeAll<QLayout>(*m_page, describeLayout),
-             QStringList(
-                 {"all_layout: QVBoxLayout in verticalLayout: "
-                  "contents, errorText, spacer 20x40 Minimum Expanding",
-                  "anylayout: QVBoxLayout in contents: "
-                  "label, label_2, loading_frame, groupBox_3, groupBox, groupBox_2",
-                  "horizontalLayout: QHBoxLayout in verticalLayout_4: "
-                  "createSingleLink, createDualLink, " +
-                      spacer,
-                  "horizontalLayout_2: QHBoxLayout in loading_frame: "
-                  "loadingIcon_lbl AlignLeft, loadingInfotext_lbl AlignLeft, " +
-                      spacer,
-                  "horizontalLayout_3: QHBoxLayout in verticalLayout_2: "
-                  "removeSingleLink, " +
-                      spacer + ", clearSingleLink",
-                  "horizontalLayout_4: QHBoxLayout in verticalLayout_3: "
-                  "removeDualLink, " +
-                      spacer + ", clearDualLink",
-                  "verticalLayout: QVBoxLayout in NetworkAdapterSelectorPage: all_layout",
-                  "verticalLayout_2: QVBoxLayout in groupBox: singleLinkList, horizontalLayout_3",
-                  "verticalLayout_3: QVBoxLayout in groupBox_2: dualLinkList, horizontalLayout_4",
-                  "verticalLayout_4: QVBoxLayout in groupBox_3: "
-                  "availableAdaptersList, horizontalLayout"}));
+    const QStringList expected = {
+        "all_layout: QVBoxLayout in verticalLayout: "
+        "contents, errorText, spacer 20x40 Minimum Expanding",
+        "anylayout: QVBoxLayout in contents: "
+        "label, label_2, loading_frame, groupBox_3, groupBox, groupBox_2",
+        "horizontalLayout: QHBoxLayout in verticalLayout_4: "
+        "createSingleLink, createDualLink, spacer 40x20 Expanding Minimum",
+        "horizontalLayout_2: QHBoxLayout in loading_frame: loadingIcon_lbl AlignLeft, "
+        "loadingInfotext_lbl AlignLeft, spacer 40x20 Expanding Minimum",
+        "horizontalLayout_3: QHBoxLayout in verticalLayout_2: "
+        "removeSingleLink, spacer 40x20 Expanding Minimum, clearSingleLink",
+        "horizontalLayout_4: QHBoxLayout in verticalLayout_3: "
+        "removeDualLink, spacer 40x20 Expanding Minimum, clearDualLink",
+        "verticalLayout: QVBoxLayout in NetworkAdapterSelectorPage: all_layout",
+        "verticalLayout_2: QVBoxLayout in groupBox: singleLinkList, horizontalLayout_3",
+        "verticalLayout_3: QVBoxLayout in groupBox_2: dualLinkList, horizontalLayout_4",
+        "verticalLayout_4: QVBoxLayout in groupBox_3: availableAdaptersList, horizontalLayout",
+    };
+    QCOMPARE(describeAll<QLayout>(*m_page, describeLayout), expected);
 }
 
 void PageLayoutTest::hasMargins()
 {
     for (const QLayout *layout : m_page->findChildren<QLayout *>()) {
+        // Qt's own
+        if (layout->objectName().isEmpty())
+            continue;
         const auto metric = [layout](QStyle::PixelMetric margin) {
             return QApplication::style()->pixelMetric(margin, nullptr, layout->parentWidget());
         };
@@ -220,14 +223,15 @@ void PageLayoutTest::setsProperties_data()
     QTest::addColumn<QString>("object");
     QTest::addColumn<QByteArray>("property");
     QTest::addColumn<QVariant>("value");
-    const auto row = [](const char *object, const char *property, const QVariant &value) {
-        QTest::addRow("%s %s", object, property) << object << QByteArray(property) << value;
+    const auto row = [](const char *object, const char *property, const auto &value) {
+        QTest::addRow("%s %s", object, property)
+            << object << QByteArray(property) << QVariant::fromValue(value);
     };
     const char *form = "NetworkAdapterSelectorPage";
     row(form, "size", QSize(512, 566));
-    row(form, "windowTitle", "Form");
-    row(form, "title", "");
-    row(form, "subTitle", "");
+    row(form, "windowTitle", QString("Form"));
+    row(form, "title", QString(""));
+    row(form, "subTitle", QString(""));
     row(createSingleLink, "enabled", false);
     row(createDualLink, "enabled", false);
     row(removeSingleLink, "enabled", false);
@@ -257,7 +261,6 @@ void PageLayoutTest::setsProperties()
     QFETCH(QByteArray, property);
     QFETCH(QVariant, value);
     const QObject &found = object == m_page->objectName() ? *m_page : find(object);
-    QCOMPARE(found.property(property).toString(), value.toString());
     QCOMPARE(found.property(property), value);
 }
 
@@ -370,15 +373,20 @@ void PageLayoutTest::hasMetaMembers()
         QCOMPARE(method.access(), QMetaMethod::Private);
         methods.append(method.typeName() + (" " + method.methodSignature()));
     }
-    QCOMPARE(
-        methods,
-        QStringList({"void onSingleLinkListItemSelectionChanged()",
-                     "void onDualLinkListItemSelectionChanged()",
-                     "void onAvailableAdaptersListItemSelectionChanged()",
-                     "void on_createSingleLink_clicked()", "void on_createDualLink_clicked()",
-                     "void on_removeSingleLink_clicked()", "void on_removeDualLink_clicked()",
-                     "void on_clearSingleLink_clicked()", "void on_clearDualLink_clicked()",
-                     "void on_OrvantaSearchFinished()", "QString dualLinkConcat(QStringList)"}));
+    const QStringList expected = {
+        "void onSingleLinkListItemSelectionChanged()",
+        "void onDualLinkListItemSelectionChanged()",
+        "void onAvailableAdaptersListItemSelectionChanged()",
+        "void on_createSingleLink_clicked()",
+        "void on_createDualLink_clicked()",
+        "void on_removeSingleLink_clicked()",
+        "void on_removeDualLink_clicked()",
+        "void on_clearSingleLink_clicked()",
+        "void on_clearDualLink_clicked()",
+        "void on_OrvantaSearchFinished()",
+        "QString dualLinkConcat(QStringList)",
+    };
+    QCOMPARE(methods, expected);
 
     QStringList properties;
     for (int index = metaObject.propertyOffset(); index < metaObject.propertyCount(); ++index) {

@@ -2,8 +2,8 @@
 
 #include "tests/adapter_page/PageModel.h"
 #include "tests/support/GuiTest.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/LongTests.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QListView>
 #include <QRandomGenerator>
@@ -14,21 +14,9 @@
 namespace
 {
 
-constexpr int publishedRole = Qt::UserRole + 1;
-constexpr int descriptionRole = Qt::UserRole + 2;
+constexpr int walkCount = 10;
+constexpr int actionsOfOneWalk = 10'000;
 constexpr std::uint32_t noAccess = 0x10160000;
-
-constexpr auto availableList = "availableAdaptersList";
-constexpr auto singleList = "singleLinkList";
-constexpr auto dualList = "dualLinkList";
-
-/// The walks are cut short where an instrumented build makes them slow.
-int actionsOfAllWalks()
-{
-    bool isSet = false;
-    const int actions = qEnvironmentVariableIntValue("ORVANTA_PAGE_WALK_ACTIONS", &isSet);
-    return isSet ? actions : 100'000;
-}
 
 /// Holds a search back in its first kernel call and lets it end as the walk chooses.
 class KernelGate
@@ -74,7 +62,7 @@ private:
 
 } // namespace
 
-class PageWalkTest : public QObject
+class PageWalkTest : public WizardFixture
 {
     Q_OBJECT
 
@@ -83,7 +71,7 @@ private slots:
     void walks();
 
 private:
-    void startWizard();
+    void startWalking();
     void act();
     void actOnIntroduction();
     void actOnAdapters();
@@ -101,8 +89,6 @@ private:
     bool chance(int percent) { return m_random.bounded(100) < percent; }
 
     QRandomGenerator m_random;
-    std::unique_ptr<TemporaryPc> m_pc;
-    std::unique_ptr<RunningWizard> m_running;
     std::unique_ptr<KernelGate> m_gate;
     PageModel m_model;
 };
@@ -110,7 +96,7 @@ private:
 void PageWalkTest::walks_data()
 {
     QTest::addColumn<quint32>("seed");
-    for (int walk = 0; walk < 10; ++walk) {
+    for (int walk = 0; walk < walkCount; ++walk) {
         const quint32 seed = QRandomGenerator::global()->generate();
         QTest::addRow("seed %u", seed) << seed;
     }
@@ -120,9 +106,6 @@ void PageWalkTest::walks()
 {
     QFETCH(quint32, seed);
     m_random.seed(seed);
-    m_pc = std::make_unique<TemporaryPc>();
-    m_pc->installDriver();
-
     m_model = PageModel();
     m_model.ports = {{"A", "Card 1. PCI Slot: 3, Port: 0", "First of card 1"},
                      {"B", "Card 1. PCI Slot: 3, Port: 1", "Second of card 1"},
@@ -135,29 +118,28 @@ void PageWalkTest::walks()
     m_model.adapterStatus = {{"Card 1", 1}, {"Card 2", 0}, {"Slow card", 1}};
     m_model.excluded = QStringList{"Slow card"};
 
-    SimulatedPc &pc = m_pc->pc();
     for (const ModelPort &port : m_model.ports)
-        pc.kernel.devices.append({port.id, port.name, port.description});
-    pc.adapters = {{"Card 1", 6, 1, 10'000'000'000}, {"Card 2", 6, 2, 0}, {"Slow card"}};
+        pc().kernel.devices.append({port.id, port.name, port.description});
+    pc().adapters = {{"Card 1", 6, 1, 10'000'000'000}, {"Card 2", 6, 2, 0}, {"Slow card"}};
 
-    startWizard();
-    const int actions = actionsOfAllWalks() / 10;
+    startWalking();
+    const int actions = roundsOfLongTest(actionsOfOneWalk);
     for (int action = 0; action < actions && !QTest::currentTestFailed(); ++action) {
         act();
         compare(action % 25 == 0);
     }
     closeWizard();
-    m_running.reset();
+    m_run.reset();
 }
 
-void PageWalkTest::startWizard()
+void PageWalkTest::startWalking()
 {
-    m_running.reset();
+    // The search of the wizard before may still pass its gate.
+    m_run.reset();
     m_gate = std::make_unique<KernelGate>();
-    m_running = std::make_unique<RunningWizard>(m_pc->pc());
+    start();
     m_gate->install();
     m_model.messages.clear();
-    m_running->user.open();
 }
 
 void PageWalkTest::act()
@@ -166,7 +148,7 @@ void PageWalkTest::act()
         endSearch(static_cast<SearchEnd>(m_random.bounded(4)));
         return;
     }
-    switch (m_running->wizard.currentId()) {
+    switch (m_run->wizard.currentId()) {
     case 0:
         actOnIntroduction();
         break;
@@ -191,29 +173,28 @@ void PageWalkTest::actOnAdapters()
     const int choice = m_random.bounded(100);
     if (choice < 45 && rows > 0) {
         const int row = m_random.bounded(rows);
-        m_running->user.click(availableList, row);
+        m_run->user.click(availableList, row);
         m_model.toggle(row);
     } else if (choice < 52 && !m_model.singleLinks.isEmpty()) {
-        m_running->user.click(singleList,
-                              m_random.bounded(static_cast<int>(m_model.singleLinks.size())));
+        m_run->user.click(singleList,
+                          m_random.bounded(static_cast<int>(m_model.singleLinks.size())));
     } else if (choice < 58 && !m_model.dualLinks.isEmpty()) {
-        m_running->user.click(dualList,
-                              m_random.bounded(static_cast<int>(m_model.dualLinks.size())));
+        m_run->user.click(dualList, m_random.bounded(static_cast<int>(m_model.dualLinks.size())));
     } else if (choice < 90) {
-        const char *buttons[] = {"createSingleLink", "createDualLink", "createDualLink",
-                                 "removeSingleLink", "removeDualLink", "clearSingleLink",
-                                 "clearDualLink"};
+        const char *buttons[] = {createSingleLink, createDualLink, createDualLink,
+                                 removeSingleLink, removeDualLink, clearSingleLink,
+                                 clearDualLink};
         pressIfEnabled(buttons[m_random.bounded(7)]);
     } else if (choice < 92) {
         hideAndShow();
     } else if (choice < 94) {
-        m_running->user.press(QWizard::BackButton);
+        m_run->user.press(QWizard::BackButton);
     } else if (choice < 99) {
-        m_running->user.press(QWizard::NextButton);
+        m_run->user.press(QWizard::NextButton);
         m_model.publish();
     } else {
         closeWizard();
-        startWizard();
+        startWalking();
     }
 }
 
@@ -225,19 +206,19 @@ void PageWalkTest::actOnConclusion()
     }
     if (chance(30)) {
         closeWizard();
-        startWizard();
+        startWalking();
         return;
     }
-    m_running->user.press(QWizard::FinishButton);
+    m_run->user.press(QWizard::FinishButton);
     QCOMPARE(QString::fromUtf8(m_pc->config()), m_model.fileContent());
     m_model.finish();
     m_gate->open(SearchEnd::Success);
-    startWizard();
+    startWalking();
 }
 
 void PageWalkTest::showPage(QWizard::WizardButton button)
 {
-    m_running->user.press(button);
+    m_run->user.press(button);
     afterShow();
 }
 
@@ -248,27 +229,27 @@ void PageWalkTest::afterShow()
     if (m_model.isSearching && !wasSearching)
         m_gate->waitForSearch();
     if (!m_model.isSearching)
-        m_running->user.waitForSearch();
+        m_run->user.waitForSearch();
 }
 
 void PageWalkTest::endSearch(SearchEnd end)
 {
     m_gate->open(end);
-    m_running->user.waitForSearch();
+    m_run->user.waitForSearch();
     m_model.endSearch(end);
 }
 
 void PageWalkTest::hideAndShow()
 {
-    m_running->wizard.hide();
-    m_running->wizard.show();
+    m_run->wizard.hide();
+    m_run->wizard.show();
     afterShow();
-    QVERIFY(QTest::qWaitForWindowExposed(&m_running->wizard));
+    QVERIFY(QTest::qWaitForWindowExposed(&m_run->wizard));
 }
 
 int PageWalkTest::selectedRow(const char *list) const
 {
-    const auto selected = m_running->user.find<QListView>(list).selectionModel()->selectedIndexes();
+    const auto selected = m_run->user.find<QListView>(list).selectionModel()->selectedIndexes();
     return selected.isEmpty() ? -1 : selected.first().row();
 }
 
@@ -277,27 +258,27 @@ void PageWalkTest::pressIfEnabled(const char *button)
     const QString name = button;
     const int singleRow = selectedRow(singleList);
     const int dualRow = selectedRow(dualList);
-    m_running->user.press(button);
+    m_run->user.press(button);
 
-    if (name == "createSingleLink" && m_model.selected.size() == 1)
+    if (name == createSingleLink && m_model.selected.size() == 1)
         m_model.createSingleLink();
-    if (name == "createDualLink" && m_model.selected.size() == 2)
+    if (name == createDualLink && m_model.selected.size() == 2)
         m_model.createDualLink();
-    if (name == "removeSingleLink" && singleRow >= 0)
+    if (name == removeSingleLink && singleRow >= 0)
         m_model.removeSingleLink(singleRow);
-    if (name == "removeDualLink" && dualRow >= 0)
+    if (name == removeDualLink && dualRow >= 0)
         m_model.removeDualLink(dualRow);
-    if (name == "clearSingleLink")
+    if (name == clearSingleLink)
         m_model.clearSingleLinks();
-    if (name == "clearDualLink")
+    if (name == clearDualLink)
         m_model.clearDualLinks();
 }
 
 void PageWalkTest::closeWizard()
 {
     const QByteArray before = m_pc->config();
-    m_running->user.press(QWizard::CancelButton);
-    QVERIFY(!m_running->wizard.isVisible());
+    m_run->user.press(QWizard::CancelButton);
+    QVERIFY(!m_run->wizard.isVisible());
     QCOMPARE(m_pc->config(), before);
     m_gate->open(SearchEnd::Success);
     m_model.restart();
@@ -310,7 +291,7 @@ void PageWalkTest::changePc()
         if (m_model.isDriverInstalled)
             m_pc->installDriver();
         else
-            QFile::remove(m_pc->path("Windows/system32/Brelvix.run64.sys"));
+            m_pc->removeDriver();
     }
     if (chance(30)) {
         const QList<QList<QStringList>> files = {{},
@@ -330,53 +311,38 @@ void PageWalkTest::changePc()
 
 void PageWalkTest::compare(bool withLamps)
 {
-    WizardUser &user = m_running->user;
+    WizardUser &user = m_run->user;
     compareList(availableList, m_model.available, withLamps);
     compareList(singleList, m_model.singleLinks, withLamps);
     compareList(dualList, m_model.dualLinks, withLamps);
 
     QCOMPARE(user.isSearching(), m_model.isSearching);
-    QCOMPARE(user.isEnabled("createSingleLink"), m_model.selected.size() == 1);
-    QCOMPARE(user.isEnabled("createDualLink"), m_model.selected.size() == 2);
-    QCOMPARE(user.isEnabled("removeSingleLink"), selectedRow(singleList) >= 0);
-    QCOMPARE(user.isEnabled("removeDualLink"), selectedRow(dualList) >= 0);
-    QVERIFY(user.isEnabled("clearSingleLink") && user.isEnabled("clearDualLink"));
+    QCOMPARE(user.isEnabled(createSingleLink), m_model.selected.size() == 1);
+    QCOMPARE(user.isEnabled(createDualLink), m_model.selected.size() == 2);
+    QCOMPARE(user.isEnabled(removeSingleLink), selectedRow(singleList) >= 0);
+    QCOMPARE(user.isEnabled(removeDualLink), selectedRow(dualList) >= 0);
+    QVERIFY(user.isEnabled(clearSingleLink) && user.isEnabled(clearDualLink));
 
-    const OrvantaConfigurator &wizard = m_running->wizard;
-    QCOMPARE(wizard.field("SingleLink").toStringList(), m_model.publishedSingleLinks);
-    QCOMPARE(wizard.field("DualLink").toStringList(), m_model.publishedDualLinks);
-
-    QStringList messages;
-    for (const AnsweredMessageBox &box : m_running->boxes.answered())
-        messages.append(box.text);
-    QCOMPARE(messages, m_model.messages);
+    QCOMPARE(singleLinkField(), m_model.publishedSingleLinks);
+    QCOMPARE(dualLinkField(), m_model.publishedDualLinks);
+    QCOMPARE(m_run->boxes.texts(), m_model.messages);
 }
 
 void PageWalkTest::compareList(const char *list, const QList<ModelRow> &rows, bool withLamps)
 {
     QStringList texts;
-    QStringList ids;
-    QStringList descriptions;
     QStringList lamps;
     for (const ModelRow &row : rows) {
-        texts.append(row.text);
-        ids.append(row.ids.join(";"));
-        descriptions.append(row.descriptions.join(";"));
+        const bool isPort = row.ids.size() == 1;
+        texts.append(isPort ? WizardUser::rowText(row.text, row.ids[0], row.descriptions[0])
+                            : WizardUser::rowText(row.text, row.ids, row.descriptions));
         lamps.append(m_model.lamp(row));
     }
-
-    const auto joined = [&](int role) {
-        QStringList values;
-        for (const QVariant &value : m_running->user.values(list, role))
-            values.append(value.toStringList().join(";"));
-        return values;
-    };
-    QCOMPARE(m_running->user.texts(list), texts);
-    QCOMPARE(joined(publishedRole), ids);
-    QCOMPARE(joined(descriptionRole), descriptions);
+    QCOMPARE(m_run->user.rows(list), texts);
     if (withLamps)
-        QCOMPARE(m_running->user.lamps(list), lamps);
+        QCOMPARE(m_run->user.lamps(list), lamps);
 }
 
 GUI_TEST_MAIN(PageWalkTest)
+
 #include "tst_pagewalk.moc"

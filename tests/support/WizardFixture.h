@@ -14,7 +14,7 @@ class WizardFixture : public QObject
 
 protected slots:
     virtual void init();
-    void cleanup();
+    virtual void cleanup();
 
 protected:
     SimulatedPc &pc() { return m_pc->pc(); }
