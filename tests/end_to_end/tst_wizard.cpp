@@ -1,22 +1,14 @@
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/PrintedMessages.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QAbstractButton>
 #include <QDir>
-#include <QLabel>
 #include <QListView>
-
-#include <memory>
 
 namespace
 {
-
-constexpr auto availableList = "availableAdaptersList";
-constexpr auto singleList = "singleLinkList";
-constexpr auto dualList = "dualLinkList";
 
 /// The ways in which a user gives the wizard up.
 enum class WayOut { CancelButton, EscapeKey, WindowClose };
@@ -85,111 +77,90 @@ const QMap<QString, Expected> expectedOnPcs = {
 
 Q_DECLARE_METATYPE(WayOut)
 
-class WizardTest : public QObject
+class WizardTest : public WizardFixture
 {
     Q_OBJECT
 
 private slots:
-    void cleanup();
-
-    void makesLinksByMouse();
+    void servesThreeRuns();
     void makesLinksByKeyboard();
-    void showsWhatTheFirstRunSaved();
     void goesBackAndForth();
     void leavesFileAlone_data();
     void leavesFileAlone();
-    void createsNoFile_data();
-    void createsNoFile();
-    void refusesDualLink();
-    void removesAndClears();
-    void survivesFailingSearch();
-    void survivesMissingDriver();
-    void keepsFileWithoutDriver();
-    void showsErrorInPlaceOfLists();
     void closesDuringSearch_data();
     void closesDuringSearch();
     void servesEveryPc_data();
     void servesEveryPc();
-    void printsNothing();
 
 private:
     /// Copies a PC of the project and starts the wizard on it.
-    WizardUser &start(const QString &pc);
-    /// Starts the wizard on the same PC once more.
-    WizardUser &startAgain();
-
-    std::unique_ptr<TemporaryPc> m_pc;
-    std::unique_ptr<RunningWizard> m_run;
+    WizardUser &startOn(const QString &pc);
+    /// Goes on from the adapters to the last page and ends the wizard there.
+    void finish();
 };
 
-void WizardTest::cleanup()
-{
-    m_run.reset();
-    m_pc.reset();
-}
-
-WizardUser &WizardTest::start(const QString &pc)
+WizardUser &WizardTest::startOn(const QString &pc)
 {
     m_pc = std::make_unique<TemporaryPc>(QString(PCS_FOLDER) + "/" + pc);
-    return startAgain();
+    return start();
 }
 
-WizardUser &WizardTest::startAgain()
+void WizardTest::finish()
 {
-    m_run.reset();
-    m_run = std::make_unique<RunningWizard>(m_pc->pc());
-    m_run->user.open();
-    return m_run->user;
-}
-
-void WizardTest::makesLinksByMouse()
-{
-    WizardUser &user = start("two-cards-empty");
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    QCOMPARE(user.available(), QStringList({port1, port2, port3, port4, port5, port6}));
-    user.click(availableList, {3, 2});
-    user.press("createDualLink");
-    user.click(availableList, 1);
-    user.press("createSingleLink");
-    QCOMPARE(user.available(), QStringList({port1, port5, port6}));
-    QCOMPARE(user.singleLinks(), QStringList{port2});
-    QCOMPARE(user.dualLinks(), QStringList{port4 + " + " + port3});
-
-    user.press(QWizard::NextButton);
-    QCOMPARE(m_pc->config(), QByteArray());
-    user.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), "DEVICE-B\nDEVICE-D;DEVICE-C\n\n");
+    m_run->user.press(QWizard::NextButton);
+    m_run->user.press(QWizard::FinishButton);
     QVERIFY(m_run->wizard.isHidden());
     QCOMPARE(m_run->wizard.result(), QDialog::Accepted);
+}
+
+void WizardTest::servesThreeRuns()
+{
+    const PrintedMessages messages;
+    WizardUser &first = startOn("two-cards-empty");
+    first.goToAdapters();
+    QCOMPARE(first.available(), QStringList({port1, port2, port3, port4, port5, port6}));
+    first.makeLink({3, 2});
+    first.makeLink({1});
+    QCOMPARE(first.available(), QStringList({port1, port5, port6}));
+    QCOMPARE(m_pc->config(), QByteArray());
+    finish();
+    QCOMPARE(m_pc->config(), "DEVICE-B\nDEVICE-D;DEVICE-C\n\n");
     QVERIFY(m_run->boxes.answered().isEmpty());
     QCOMPARE(m_run->machine.kernel().openResources(), 0);
+
+    WizardUser &second = startOnAdapters();
+    QCOMPARE(second.available(), QStringList({port1, port5, port6}));
+    QCOMPARE(second.singleLinks(), QStringList{port2});
+    QCOMPARE(second.dualLinks(), QStringList{port4 + " + " + port3});
+    second.makeLink({0});
+    finish();
+    QCOMPARE(m_pc->config(), "DEVICE-B\nDEVICE-A\nDEVICE-D;DEVICE-C\n\n");
+
+    WizardUser &third = startOnAdapters();
+    third.click(singleList, 0);
+    third.press(removeSingleLink);
+    third.press(clearDualLink);
+    finish();
+    QCOMPARE(m_pc->config(), "DEVICE-A\n\n");
+    m_run.reset();
+    QCOMPARE(messages.texts(), QStringList());
 }
 
 void WizardTest::makesLinksByKeyboard()
 {
-    WizardUser &user = start("two-cards-empty");
+    WizardUser &user = startOn("two-cards-empty");
     user.key(Qt::Key_Return);
     QCOMPARE(m_run->wizard.currentId(), 1);
     user.waitForSearch();
 
     // The second row becomes a Single Link.
     user.find<QListView>(availableList).setFocus(Qt::TabFocusReason);
-    user.key(Qt::Key_Home);
-    user.key(Qt::Key_Down);
-    user.key(Qt::Key_Space);
-    user.key(Qt::Key_Tab);
-    user.key(Qt::Key_Space);
+    user.keys({Qt::Key_Home, Qt::Key_Down, Qt::Key_Space, Qt::Key_Tab, Qt::Key_Space});
     QCOMPARE(user.singleLinks(), QStringList{port2});
 
     // The last row and the one before it become a Dual Link.
     user.find<QListView>(availableList).setFocus(Qt::TabFocusReason);
-    user.key(Qt::Key_End);
-    user.key(Qt::Key_Space);
-    user.key(Qt::Key_Up);
-    user.key(Qt::Key_Space);
-    user.key(Qt::Key_Tab);
-    user.key(Qt::Key_Space);
+    user.keys({Qt::Key_End, Qt::Key_Space, Qt::Key_Up, Qt::Key_Space, Qt::Key_Tab, Qt::Key_Space});
     QCOMPARE(user.dualLinks(), QStringList{port6 + " + " + port5});
 
     user.key(Qt::Key_N, Qt::AltModifier);
@@ -199,106 +170,69 @@ void WizardTest::makesLinksByKeyboard()
     QCOMPARE(m_pc->config(), "DEVICE-B\nDEVICE-F;DEVICE-E\n\n");
 }
 
-void WizardTest::showsWhatTheFirstRunSaved()
-{
-    WizardUser &first = start("two-cards-empty");
-    first.press(QWizard::NextButton);
-    first.waitForSearch();
-    first.click(availableList, 0);
-    first.press("createSingleLink");
-    first.click(availableList, {2, 1});
-    first.press("createDualLink");
-    first.press(QWizard::NextButton);
-    first.press(QWizard::FinishButton);
-    const QByteArray saved = "DEVICE-A\nDEVICE-D;DEVICE-C\n\n";
-    QCOMPARE(m_pc->config(), saved);
-
-    WizardUser &second = startAgain();
-    second.press(QWizard::NextButton);
-    second.waitForSearch();
-    QCOMPARE(second.available(), QStringList({port2, port5, port6}));
-    QCOMPARE(second.singleLinks(), QStringList{port1});
-    QCOMPARE(second.dualLinks(), QStringList{port4 + " + " + port3});
-    second.press(QWizard::NextButton);
-    second.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), saved);
-
-    WizardUser &third = startAgain();
-    third.press(QWizard::NextButton);
-    third.waitForSearch();
-    third.click(availableList, 0);
-    third.press("createSingleLink");
-    third.press(QWizard::NextButton);
-    third.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), "DEVICE-A\nDEVICE-B\nDEVICE-D;DEVICE-C\n\n");
-}
-
 void WizardTest::goesBackAndForth()
 {
-    WizardUser &user = start("two-cards");
+    WizardUser &user = startOn("two-cards");
     const QWizard &wizard = m_run->wizard;
-    const auto isShown = [&wizard](QWizard::WizardButton button) {
-        return wizard.button(button)->isVisible();
-    };
     const QByteArray saved = m_pc->config();
+    const auto isOn = [&wizard](int pageId) {
+        const bool isLast = pageId == 2;
+        return wizard.currentId() == pageId &&
+               wizard.button(QWizard::NextButton)->isVisible() == !isLast &&
+               wizard.button(QWizard::FinishButton)->isVisible() == isLast &&
+               wizard.button(QWizard::BackButton)->isEnabled() == (pageId > 0);
+    };
 
     for (int time = 0; time < 2; ++time) {
-        QCOMPARE(wizard.currentId(), 0);
-        QVERIFY(isShown(QWizard::NextButton) && !isShown(QWizard::FinishButton));
-        QVERIFY(!wizard.button(QWizard::BackButton)->isEnabled());
-
+        QVERIFY(isOn(0));
+        user.goToAdapters();
+        QVERIFY(isOn(1));
         user.press(QWizard::NextButton);
-        QCOMPARE(wizard.currentId(), 1);
-        QVERIFY(isShown(QWizard::NextButton) && !isShown(QWizard::FinishButton));
-        user.waitForSearch();
-
-        user.press(QWizard::NextButton);
-        QCOMPARE(wizard.currentId(), 2);
-        QVERIFY(isShown(QWizard::FinishButton) && !isShown(QWizard::NextButton));
-
+        QVERIFY(isOn(2));
         user.press(QWizard::BackButton);
-        QCOMPARE(wizard.currentId(), 1);
+        QVERIFY(isOn(1));
         user.waitForSearch();
         QCOMPARE(user.singleLinks().size(), 1);
         QCOMPARE(user.dualLinks().size(), 1);
         user.press(QWizard::BackButton);
     }
-    QCOMPARE(wizard.currentId(), 0);
-
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
+    QVERIFY(isOn(0));
+    user.goToAdapters();
+    finish();
     QCOMPARE(m_pc->config(), saved);
 }
 
 void WizardTest::leavesFileAlone_data()
 {
+    QTest::addColumn<QString>("pc");
     QTest::addColumn<int>("pageId");
     QTest::addColumn<WayOut>("wayOut");
-    for (const auto &[pageId, page] :
-         {std::pair(0, "introduction"), std::pair(1, "adapters"), std::pair(2, "conclusion")}) {
-        QTest::addRow("Cancel on %s", page) << pageId << WayOut::CancelButton;
-        QTest::addRow("Escape on %s", page) << pageId << WayOut::EscapeKey;
-        QTest::addRow("closing on %s", page) << pageId << WayOut::WindowClose;
+    for (const char *pc : {"two-cards", "two-cards-empty"}) {
+        for (int pageId = 0; pageId < 3; ++pageId) {
+            QTest::addRow("Cancel on page %d of %s", pageId, pc)
+                << pc << pageId << WayOut::CancelButton;
+            QTest::addRow("Escape on page %d of %s", pageId, pc)
+                << pc << pageId << WayOut::EscapeKey;
+            QTest::addRow("closing on page %d of %s", pageId, pc)
+                << pc << pageId << WayOut::WindowClose;
+        }
     }
 }
 
 void WizardTest::leavesFileAlone()
 {
+    QFETCH(QString, pc);
     QFETCH(int, pageId);
     QFETCH(WayOut, wayOut);
-    WizardUser &user = start("two-cards");
+    WizardUser &user = startOn(pc);
     const QByteArray saved = m_pc->config();
-    QVERIFY(!saved.isEmpty());
+    QCOMPARE(saved.isNull(), pc == "two-cards-empty");
     const QDateTime savedAt = QFileInfo(m_pc->configPath()).lastModified();
 
     if (pageId >= 1) {
-        user.press(QWizard::NextButton);
-        user.waitForSearch();
-        user.press("clearSingleLink");
-        user.click(availableList, 0);
-        user.press("createSingleLink");
+        user.goToAdapters();
+        user.press(clearSingleLink);
+        user.makeLink({0});
     }
     if (pageId == 2)
         user.press(QWizard::NextButton);
@@ -308,133 +242,9 @@ void WizardTest::leavesFileAlone()
     QVERIFY(m_run->wizard.isHidden());
     QCOMPARE(m_run->wizard.result(), QDialog::Rejected);
     QCOMPARE(m_pc->config(), saved);
+    QCOMPARE(m_pc->config().isNull(), saved.isNull());
     QCOMPARE(QFileInfo(m_pc->configPath()).lastModified(), savedAt);
     QVERIFY(m_run->boxes.answered().isEmpty());
-}
-
-void WizardTest::createsNoFile_data()
-{
-    leavesFileAlone_data();
-}
-
-void WizardTest::createsNoFile()
-{
-    QFETCH(int, pageId);
-    QFETCH(WayOut, wayOut);
-    WizardUser &user = start("two-cards-empty");
-    for (int page = 0; page < pageId; ++page)
-        user.press(QWizard::NextButton);
-    QCOMPARE(m_run->wizard.currentId(), pageId);
-    leave(*m_run, wayOut);
-
-    QVERIFY(m_run->wizard.isHidden());
-    QVERIFY(!QFileInfo::exists(m_pc->configPath()));
-}
-
-void WizardTest::refusesDualLink()
-{
-    WizardUser &user = start("refused-dual-link");
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    user.click(availableList, {0, 2});
-    user.press("createDualLink");
-    QCOMPARE(m_run->boxes.answered().size(), 1);
-    QCOMPARE(m_run->boxes.answered().first().title,
-             "Dual link connection made with different network adapters");
-    QCOMPARE(user.available().size(), 3);
-
-    // The wrong port is deselected, the right one selected.
-    user.click(availableList, {2, 1});
-    user.press("createDualLink");
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    QCOMPARE(m_run->boxes.answered().size(), 1);
-    QCOMPARE(m_pc->config(), "DEVICE-A;DEVICE-B\n\n");
-}
-
-void WizardTest::removesAndClears()
-{
-    WizardUser &user = start("two-cards");
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    user.click(singleList, 0);
-    user.press("removeSingleLink");
-    QCOMPARE(user.available(), QStringList({port2, port5, port6, port1}));
-    user.click(dualList, 0);
-    user.press("removeDualLink");
-    QCOMPARE(user.available(), QStringList({port2, port5, port6, port1, port3, port4}));
-
-    user.click(availableList, 3);
-    user.press("createSingleLink");
-    user.press("clearSingleLink");
-    QCOMPARE(user.available(), QStringList({port2, port5, port6, port3, port4, port1}));
-    user.click(availableList, {0, 5});
-    user.press("createDualLink");
-    user.press("clearDualLink");
-    QCOMPARE(user.available(), QStringList({port5, port6, port3, port4, port2, port1}));
-
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), "\n");
-}
-
-void WizardTest::survivesFailingSearch()
-{
-    WizardUser &user = start("kernel-refuses-open");
-    const QByteArray saved = m_pc->config();
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    QCOMPARE(m_run->boxes.answered().size(), 1);
-    QCOMPARE(m_run->boxes.answered().first().title, "Orvanta Search Error");
-    QCOMPARE(m_run->boxes.answered().first().text, "[ERROR]: Unable to open the driver!");
-
-    // The saved connections stay, under their identifiers.
-    QCOMPARE(user.available(), QStringList());
-    QCOMPARE(user.singleLinks(), QStringList{"DEVICE-A"});
-    QCOMPARE(user.dualLinks(), QStringList{"DEVICE-C + DEVICE-D"});
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), saved);
-}
-
-void WizardTest::survivesMissingDriver()
-{
-    WizardUser &user = start("no-driver");
-    user.press(QWizard::NextButton);
-    QVERIFY(!user.isSearching());
-    QCOMPARE(user.available(), QStringList());
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    QVERIFY(m_run->boxes.answered().isEmpty());
-    QCOMPARE(m_run->machine.kernel().calls(), QStringList());
-    QCOMPARE(m_pc->config(), "\n");
-}
-
-void WizardTest::keepsFileWithoutDriver()
-{
-    WizardUser &user = start("no-driver-saved");
-    const QByteArray saved = m_pc->config();
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    QCOMPARE(m_run->boxes.answered().size(), 1);
-    QCOMPARE(m_run->boxes.answered().first().text,
-             "Orvanta not found. Please install the Orvanta drivers.");
-    QCOMPARE(user.singleLinks() + user.dualLinks(), QStringList());
-    user.press(QWizard::CancelButton);
-    QCOMPARE(m_pc->config(), saved);
-}
-
-void WizardTest::showsErrorInPlaceOfLists()
-{
-    WizardUser &user = start("no-driver-no-adapters");
-    user.press(QWizard::NextButton);
-    QVERIFY(!user.find<QWidget>("contents").isVisible());
-    QCOMPARE(user.find<QLabel>("errorText").text(),
-             "Unable to find the Network-Adapters in the system. Please run the "
-             "Orvanta-Configurator application when the Network Adapter is installed");
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    QCOMPARE(m_pc->config(), "\n");
 }
 
 void WizardTest::closesDuringSearch_data()
@@ -448,7 +258,7 @@ void WizardTest::closesDuringSearch_data()
 void WizardTest::closesDuringSearch()
 {
     QFETCH(WayOut, wayOut);
-    WizardUser &user = start("kernel-refuses-open");
+    WizardUser &user = startOn("kernel-refuses-open");
     const QByteArray saved = m_pc->config();
     HeldUpKernel kernel;
     user.press(QWizard::NextButton);
@@ -465,49 +275,33 @@ void WizardTest::closesDuringSearch()
 
 void WizardTest::servesEveryPc_data()
 {
-    QTest::addColumn<QString>("pc");
-    for (const QString &pc : QDir(PCS_FOLDER).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-        QTest::newRow(qPrintable(pc)) << pc;
+    QTest::addColumn<QString>("name");
+    for (const QString &name : QDir(PCS_FOLDER).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        QTest::newRow(qPrintable(name)) << name;
 }
 
 void WizardTest::servesEveryPc()
 {
-    QFETCH(QString, pc);
-    QVERIFY(expectedOnPcs.contains(pc));
-    const Expected expected = expectedOnPcs.value(pc);
-    WizardUser &user = start(pc);
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    QStringList boxes;
-    for (const AnsweredMessageBox &box : m_run->boxes.answered())
-        boxes.append(box.text);
-    QCOMPARE(boxes, expected.boxes);
+    QFETCH(QString, name);
+    QVERIFY(expectedOnPcs.contains(name));
+    const Expected expected = expectedOnPcs.value(name);
+    m_pc = std::make_unique<TemporaryPc>(QString(PCS_FOLDER) + "/" + name);
+    // How long the kernel takes changes nothing of what is shown.
+    pc().kernel.openDelayMs = 0;
+    WizardUser &user = startOnAdapters();
+    QCOMPARE(m_run->boxes.texts(), expected.boxes);
     QCOMPARE(user.available().size(), expected.available);
     QCOMPARE(user.singleLinks().size(), expected.singleLinks);
     QCOMPARE(user.dualLinks().size(), expected.dualLinks);
 
     QStringList lines;
-    for (const QVariant &port : user.values(singleList, Qt::UserRole + 1))
-        lines.append(port.toString());
-    for (const QVariant &ports : user.values(dualList, Qt::UserRole + 1))
-        lines.append(ports.toStringList().join(";"));
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
+    for (const char *list : {singleList, dualList}) {
+        for (const QVariant &ports : user.values(list, publishedRole))
+            lines.append(ports.toStringList().join(";"));
+    }
+    finish();
     QCOMPARE(linesOf(m_pc->config()), lines);
-    QVERIFY(m_run->wizard.isHidden());
     QCOMPARE(m_run->machine.kernel().openResources(), expected.leftOpen);
-}
-
-void WizardTest::printsNothing()
-{
-    const PrintedMessages messages;
-    WizardUser &user = start("two-cards");
-    user.press(QWizard::NextButton);
-    user.waitForSearch();
-    user.press(QWizard::NextButton);
-    user.press(QWizard::FinishButton);
-    m_run.reset();
-    QCOMPARE(messages.texts(), QStringList());
 }
 
 GUI_TEST_MAIN(WizardTest)
