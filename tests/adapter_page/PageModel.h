@@ -3,6 +3,7 @@
 #include <QList>
 #include <QMap>
 #include <QRegularExpression>
+#include <QStandardItemModel>
 #include <QString>
 #include <QStringList>
 
@@ -172,6 +173,42 @@ public:
         return allUp ? "green" : "red";
     }
 
+    /// Returns the rows of the available list that are left by the rule as it is told: row by row,
+    /// with a search through each other list, where each test that matches removes the row at the
+    /// index.
+    static QList<int> rowsLeft(const QStringList &available, const QStringList &singleLinks,
+                               const QStringList &dualLinks, const QStringList &excluded)
+    {
+        const auto fill = [](QStandardItemModel &model, const QStringList &texts) {
+            for (const QString &text : texts)
+                model.appendRow({new QStandardItem(text),
+                                 new QStandardItem(QString::number(model.rowCount()))});
+        };
+        QStandardItemModel left;
+        QStandardItemModel singles;
+        QStandardItemModel duals;
+        fill(left, available);
+        fill(singles, singleLinks);
+        fill(duals, dualLinks);
+
+        for (int row = 0; row < left.rowCount(); ++row) {
+            const QString text = left.index(row, 0).data().toString();
+            if (text.isEmpty())
+                continue;
+            if (!singles.findItems(text, Qt::MatchExactly).isEmpty())
+                left.removeRow(row--);
+            if (!duals.findItems(text, Qt::MatchContains).isEmpty())
+                left.removeRow(row--);
+            if (excluded.contains(text))
+                left.removeRow(row--);
+        }
+
+        QList<int> rows;
+        for (int row = 0; row < left.rowCount(); ++row)
+            rows.append(left.item(row, 1)->text().toInt());
+        return rows;
+    }
+
 private:
     bool isSameAdapterSelected() const
     {
@@ -216,25 +253,17 @@ private:
 
     void prune()
     {
-        // Each reason that holds takes the row at the index, and the index steps back each time.
-        for (int row = 0; row < available.size(); ++row) {
-            if (row < 0)
-                continue;
-            const QString text = available[row].text;
-            int reasons = 0;
-            for (const ModelRow &link : singleLinks)
-                reasons |= link.text == text ? 1 : 0;
-            for (const ModelRow &link : dualLinks)
-                reasons |= link.text.contains(text, Qt::CaseInsensitive) ? 2 : 0;
-            reasons |= excluded.contains(text) ? 4 : 0;
-            for (const int reason : {1, 2, 4}) {
-                if ((reasons & reason) == 0)
-                    continue;
-                if (row >= 0)
-                    available.removeAt(row);
-                --row;
-            }
-        }
+        const auto texts = [](const QList<ModelRow> &rows) {
+            QStringList texts;
+            for (const ModelRow &row : rows)
+                texts.append(row.text);
+            return texts;
+        };
+        QList<ModelRow> left;
+        for (const int row :
+             rowsLeft(texts(available), texts(singleLinks), texts(dualLinks), excluded))
+            left.append(available[row]);
+        available = left;
     }
 
     void giveBack(const ModelRow &row)

@@ -16,7 +16,6 @@ namespace
 
 constexpr int walkCount = 10;
 constexpr int actionsOfOneWalk = 10'000;
-constexpr std::uint32_t noAccess = 0x10160000;
 
 /// Holds a search back in its first kernel call and lets it end as the walk chooses.
 class KernelGate
@@ -25,24 +24,13 @@ public:
     void install()
     {
         platform::KernelApi &api = platform::kernelApi();
+        refuse(api.OV_openDriver, SearchEnd::OpenRefused, 0x10160000);
+        refuse(api.OV_loadKernel, SearchEnd::LoadRefused, 0x10160000);
+        refuse(api.OV_enumDevicesEx, SearchEnd::NoDevices, 0x101F0000);
         api.OV_openDriver.function = [this, open = api.OV_openDriver.function](const char *id) {
             m_arrived.release();
             m_passed.acquire();
-            return m_end == SearchEnd::OpenRefused ? noAccess : open(id);
-        };
-        api.OV_loadKernel.function = [this, load = api.OV_loadKernel.function](
-                                         std::uint32_t *kernel, const char *path, void *first,
-                                         void *second, std::uint32_t flags) {
-            return m_end == SearchEnd::LoadRefused ? noAccess
-                                                   : load(kernel, path, first, second, flags);
-        };
-        api.OV_enumDevicesEx.function = [this, enumerate = api.OV_enumDevicesEx.function](
-                                            const char *deviceClass, const char *bus,
-                                            void *reserved, std::uint32_t index, char *identifier,
-                                            std::uint32_t flags) {
-            return m_end == SearchEnd::NoDevices
-                       ? 0x101F0000
-                       : enumerate(deviceClass, bus, reserved, index, identifier, flags);
+            return open(id);
         };
     }
 
@@ -55,6 +43,14 @@ public:
     }
 
 private:
+    template <typename Function>
+    void refuse(Function &operation, SearchEnd end, std::uint32_t code)
+    {
+        operation.function = [this, end, code, call = operation.function](auto... arguments) {
+            return m_end == end ? code : call(arguments...);
+        };
+    }
+
     QSemaphore m_arrived;
     QSemaphore m_passed;
     SearchEnd m_end = SearchEnd::Success;

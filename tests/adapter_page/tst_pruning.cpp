@@ -1,8 +1,8 @@
+#include "tests/adapter_page/PageModel.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/WizardFixture.h"
 
 #include <QRandomGenerator>
-#include <QStandardItemModel>
 
 namespace
 {
@@ -94,40 +94,16 @@ void describe(TemporaryPc &pc, const Lists &lists)
         answers.adapters.append({text, 6, 1, 1'000'000'000});
 }
 
-bool hasText(const QStandardItemModel &model, const QString &text, Qt::MatchFlag match)
-{
-    return !model.findItems(text, match, 0).isEmpty();
-}
-
-/// Returns what is left of the available list by the rule as it is told: row by row, with a search
-/// through each other list, where each test that matches removes the row at the index.
+/// Returns the texts of the available list that are left by the rule as it is told.
 QStringList prunedRowByRow(const Lists &lists)
 {
-    QStandardItemModel available;
-    for (const QString &text : lists.available)
-        available.appendRow(new QStandardItem(text));
-    QStandardItemModel singleLinks;
-    for (const QString &text : lists.singleLinks)
-        singleLinks.appendRow(new QStandardItem(text));
-    QStandardItemModel dualLinks;
+    QStringList dualLinks;
     for (const QStringList &ports : lists.dualLinks)
-        dualLinks.appendRow(new QStandardItem(ports.join(" + ")));
-
-    for (int row = 0; row < available.rowCount(); ++row) {
-        const QString text = available.index(row, 0).data().toString();
-        if (text.isEmpty())
-            continue;
-        if (hasText(singleLinks, text, Qt::MatchExactly))
-            available.removeRow(row--);
-        if (hasText(dualLinks, text, Qt::MatchContains))
-            available.removeRow(row--);
-        if (lists.excluded.contains(text))
-            available.removeRow(row--);
-    }
-
+        dualLinks.append(ports.join(" + "));
     QStringList texts;
-    for (int row = 0; row < available.rowCount(); ++row)
-        texts.append(available.item(row)->text());
+    for (const int row :
+         PageModel::rowsLeft(lists.available, lists.singleLinks, dualLinks, lists.excluded))
+        texts.append(lists.available[row]);
     return texts;
 }
 
