@@ -14,12 +14,21 @@ struct ModelPort {
     QString description;
 };
 
-/// One row of a list: as many identifiers and descriptions as it has ports.
-struct ModelRow {
-    QString text;
+/// One row of a list: a port, or the two of a Dual Link.
+using ModelRow = QList<ModelPort>;
+
+inline QString textOf(const ModelRow &row)
+{
+    return row.size() == 1 ? row[0].name : row[0].name + " + " + row[1].name;
+}
+
+inline QStringList idsOf(const ModelRow &row)
+{
     QStringList ids;
-    QStringList descriptions;
-};
+    for (const ModelPort &port : row)
+        ids.append(port.id);
+    return ids;
+}
 
 /// How a search that has reached the kernel ends.
 enum class SearchEnd { Success, NoDevices, OpenRefused, LoadRefused };
@@ -100,10 +109,7 @@ public:
                 "ports of a single network adapter");
             return;
         }
-        const ModelRow first = available[selected[0]];
-        const ModelRow second = available[selected[1]];
-        dualLinks.append({first.text + " + " + second.text, first.ids + second.ids,
-                          first.descriptions + second.descriptions});
+        dualLinks.append(available[selected[0]] + available[selected[1]]);
         available.removeAt(qMax(selected[0], selected[1]));
         available.removeAt(qMin(selected[0], selected[1]));
         selected.clear();
@@ -129,10 +135,10 @@ public:
     {
         publishedSingleLinks.clear();
         for (const ModelRow &row : singleLinks)
-            publishedSingleLinks.append(row.ids[0]);
+            publishedSingleLinks.append(row[0].id);
         publishedDualLinks.clear();
         for (const ModelRow &row : dualLinks)
-            publishedDualLinks.append(row.ids.join(";"));
+            publishedDualLinks.append(idsOf(row).join(";"));
     }
 
     QString fileContent() const
@@ -164,8 +170,8 @@ public:
     QString lamp(const ModelRow &row) const
     {
         bool allUp = true;
-        for (const QString &text : row.text.split(" + ")) {
-            const QString name = text.section(". PCI Slot:", 0, 0);
+        for (const ModelPort &port : row) {
+            const QString name = port.name.section(". PCI Slot:", 0, 0);
             if (!adapterStatus.contains(name))
                 return "white";
             allUp = allUp && adapterStatus[name] == 1;
@@ -213,20 +219,20 @@ private:
     bool isSameAdapterSelected() const
     {
         static const QRegularExpression location(R"(\. PCI Slot:(.*), Port: )");
-        const auto first = location.match(available[selected[0]].text);
-        const auto second = location.match(available[selected[1]].text);
+        const auto first = location.match(textOf(available[selected[0]]));
+        const auto second = location.match(textOf(available[selected[1]]));
         if (!first.hasMatch() || !second.hasMatch())
             return true;
         return first.captured(1).toInt() == second.captured(1).toInt();
     }
 
-    ModelRow resolve(const QString &id, bool isDriverOpen) const
+    ModelPort resolve(const QString &id, bool isDriverOpen) const
     {
         for (const ModelPort &port : ports) {
             if (isDriverOpen && port.id == id)
-                return {port.name, {id}, {port.description}};
+                return port;
         }
-        return {id, {id}, {id}};
+        return {id, id, id};
     }
 
     void fill(const QList<ModelPort> &listed, bool isDriverOpen)
@@ -234,19 +240,17 @@ private:
         QStringList used;
         for (const QStringList &connection : m_connectionsAtStart) {
             used += connection;
-            QList<ModelRow> members;
+            ModelRow row;
             for (const QString &id : connection)
-                members.append(resolve(id, isDriverOpen));
-            if (members.size() == 1)
-                singleLinks.append(members[0]);
-            if (members.size() == 2)
-                dualLinks.append({members[0].text + " + " + members[1].text,
-                                  members[0].ids + members[1].ids,
-                                  members[0].descriptions + members[1].descriptions});
+                row.append(resolve(id, isDriverOpen));
+            if (row.size() == 1)
+                singleLinks.append(row);
+            if (row.size() == 2)
+                dualLinks.append(row);
         }
         for (const ModelPort &port : listed) {
             if (!used.contains(port.id))
-                available.append({port.name, {port.id}, {port.description}});
+                available.append(ModelRow{port});
         }
         prune();
     }
@@ -256,7 +260,7 @@ private:
         const auto texts = [](const QList<ModelRow> &rows) {
             QStringList texts;
             for (const ModelRow &row : rows)
-                texts.append(row.text);
+                texts.append(textOf(row));
             return texts;
         };
         QList<ModelRow> left;
@@ -268,9 +272,8 @@ private:
 
     void giveBack(const ModelRow &row)
     {
-        const QStringList texts = row.text.split(" + ");
-        for (int i = 0; i < texts.size(); ++i)
-            available.append({texts[i], {row.ids[i]}, {row.descriptions[i]}});
+        for (const ModelPort &port : row)
+            available.append(ModelRow{port});
     }
 
     void clearLists()

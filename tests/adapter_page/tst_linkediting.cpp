@@ -1,3 +1,4 @@
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/WizardFixture.h"
 
@@ -106,20 +107,19 @@ void LinkEditingTest::compareLists(const QString &available, const QString &sing
 
 void LinkEditingTest::enablesCreateButtons_data()
 {
-    QTest::addColumn<QList<int>>("clicked");
-    QTest::addColumn<QStringList>("enabled");
+    const DataRows<QList<int>, QStringList> row("clicked", "enabled");
     const QStringList none;
     const QStringList single = {createSingleLink};
     const QStringList dual = {createDualLink};
-    QTest::newRow("none") << QList<int>{} << none;
-    QTest::newRow("one") << QList<int>{3} << single;
-    QTest::newRow("two") << QList<int>{0, 1} << dual;
-    QTest::newRow("two of different cards") << QList<int>{0, 3} << dual;
-    QTest::newRow("three") << QList<int>{0, 1, 2} << none;
-    QTest::newRow("all") << QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8} << none;
-    QTest::newRow("one, deselected") << QList<int>{0, 0} << none;
-    QTest::newRow("two, one deselected") << QList<int>{0, 1, 0} << single;
-    QTest::newRow("three, one deselected") << QList<int>{0, 1, 2, 1} << dual;
+    row("none", {}, none);
+    row("one", {3}, single);
+    row("two", {0, 1}, dual);
+    row("two of different cards", {0, 3}, dual);
+    row("three", {0, 1, 2}, none);
+    row("all", {0, 1, 2, 3, 4, 5, 6, 7, 8}, none);
+    row("one, deselected", {0, 0}, none);
+    row("two, one deselected", {0, 1, 0}, single);
+    row("three, one deselected", {0, 1, 2, 1}, dual);
 }
 
 void LinkEditingTest::enablesCreateButtons()
@@ -133,14 +133,8 @@ void LinkEditingTest::enablesCreateButtons()
 
 void LinkEditingTest::movesRows_data()
 {
-    QTest::addColumn<QList<int>>("selected");
-    QTest::addColumn<QString>("available");
-    QTest::addColumn<QString>("single");
-    QTest::addColumn<QString>("dual");
-    const auto row = [](const char *button, const QList<int> &selected, const char *available,
-                        const char *single, const char *dual) {
-        QTest::newRow(button) << selected << available << single << dual;
-    };
+    const DataRows<QList<int>, QString, QString, QString> row("selected", "available", "single",
+                                                              "dual");
     // Before each row: A, B and F are available, G and C Single Links, ED and IH Dual Links, of
     // which the first are selected.
     row(createSingleLink, {1}, "A F", "G C B", "ED IH");
@@ -175,13 +169,13 @@ void LinkEditingTest::movesRows()
 
 void LinkEditingTest::disablesRemoveButtonOfEmptiedList_data()
 {
-    QTest::addColumn<QStringList>("enabled");
+    const DataRows<QStringList> row("enabled");
     const QStringList single = {removeSingleLink, clearSingleLink, clearDualLink};
     const QStringList dual = {clearSingleLink, removeDualLink, clearDualLink};
-    QTest::newRow(removeSingleLink) << dual;
-    QTest::newRow(clearSingleLink) << dual;
-    QTest::newRow(removeDualLink) << single;
-    QTest::newRow(clearDualLink) << single;
+    row(removeSingleLink, dual);
+    row(clearSingleLink, dual);
+    row(removeDualLink, single);
+    row(clearDualLink, single);
 }
 
 void LinkEditingTest::disablesRemoveButtonOfEmptiedList()
@@ -249,13 +243,7 @@ void LinkEditingTest::refusesDualLinkOfTwoAdapters()
 
 void LinkEditingTest::doesNothingWithoutSelection_data()
 {
-    QTest::addColumn<QByteArray>("button");
-    QTest::addColumn<QList<int>>("clicked");
-    QTest::addColumn<int>("boxes");
-    const auto row = [](const char *name, const char *button, const QList<int> &clicked,
-                        int boxes) {
-        QTest::newRow(name) << QByteArray(button) << clicked << boxes;
-    };
+    const DataRows<QByteArray, QList<int>, int> row("button", "clicked", "boxes");
     row("Single Link of none", createSingleLink, {}, 0);
     row("Dual Link of none", createDualLink, {}, 1);
     row("Dual Link of one", createDualLink, {0}, 1);
@@ -284,10 +272,9 @@ void LinkEditingTest::doesNothingWithoutSelection()
 
 void LinkEditingTest::dropsPortThatCannotBePublished_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("published");
-    QTest::newRow("no identifier") << "Port" << QString();
-    QTest::newRow("no text") << QString() << "X";
+    const DataRows<QString, QString> row("text", "published");
+    row("no identifier", "Port", QString());
+    row("no text", QString(), "X");
 }
 
 void LinkEditingTest::dropsPortThatCannotBePublished()
@@ -307,16 +294,8 @@ void LinkEditingTest::dropsPortThatCannotBePublished()
 
 void LinkEditingTest::takesUnusualDualLinkApart_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("ports");
-    QTest::addColumn<QStringList>("descriptions");
-    QTest::addColumn<QStringList>("removed");
-    QTest::addColumn<QStringList>("cleared");
-    const auto row = [](const char *name, const char *text, const QStringList &ports,
-                        const QStringList &descriptions, const QStringList &removed,
-                        const QStringList &cleared) {
-        QTest::newRow(name) << text << ports << descriptions << removed << cleared;
-    };
+    const DataRows<QString, QStringList, QStringList, QStringList, QStringList> row(
+        "text", "ports", "descriptions", "removed", "cleared");
     const QStringList both = {"P | X | x", "Q | Y | y"};
     const QStringList three = {"P | X | x", "Q | Y | y", "R |  | "};
     const QStringList oneDescribed = {"P | X | x", "Q | Y | "};

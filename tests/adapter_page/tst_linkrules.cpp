@@ -1,6 +1,6 @@
 #include "adapter_page/LinkRules.h"
 
-#include <QTest>
+#include "tests/support/DataRows.h"
 
 class LinkRulesTest : public QObject
 {
@@ -17,42 +17,27 @@ private slots:
 
 void LinkRulesTest::comparesPciSlots_data()
 {
-    QTest::addColumn<QString>("first");
-    QTest::addColumn<QString>("second");
-    QTest::addColumn<bool>("isSame");
+    const DataRows<QString, QString, bool> row("first", "second", "isSame");
 
     const QString slot3 = "Card. PCI Slot: 3, Port: 0";
-    QTest::newRow("two ports of one card") << slot3 << "Card. PCI Slot: 3, Port: 1" << true;
-    QTest::newRow("two slots") << slot3 << "Card. PCI Slot: 4, Port: 0" << false;
-    QTest::newRow("the name is not compared") << slot3 << "Other. PCI Slot: 3, Port: 1" << true;
-    QTest::newRow("the port is not compared") << slot3 << slot3 << true;
-    QTest::newRow("with and without the blank") << slot3 << "Card. PCI Slot:3, Port: 1" << true;
-    QTest::newRow("leading zero") << slot3 << "Card. PCI Slot: 03, Port: 1" << true;
-    QTest::newRow("more than one digit") << "Card. PCI Slot: 13, Port: 0" << slot3 << false;
-    QTest::newRow("negative") << "Card. PCI Slot: -3, Port: 0" << slot3 << false;
+    row("two ports of one card", slot3, "Card. PCI Slot: 3, Port: 1", true);
+    row("two slots", slot3, "Card. PCI Slot: 4, Port: 0", false);
+    row("the name is not compared", slot3, "Other. PCI Slot: 3, Port: 1", true);
+    row("the port is not compared", slot3, slot3, true);
+    row("with and without the blank", slot3, "Card. PCI Slot:3, Port: 1", true);
+    row("leading zero", slot3, "Card. PCI Slot: 03, Port: 1", true);
+    row("more than one digit", "Card. PCI Slot: 13, Port: 0", slot3, false);
+    row("negative", "Card. PCI Slot: -3, Port: 0", slot3, false);
 
-    QTest::newRow("neither can be parsed") << "Card"
-                                           << "Other" << true;
-    QTest::newRow("no slot in the first") << "Card, Port: 0" << slot3 << true;
-    QTest::newRow("no port in the first") << "Card. PCI Slot: 4" << slot3 << true;
-    QTest::newRow("no slot in the second") << slot3 << "Card, Port: 0" << true;
-    QTest::newRow("no port in the second") << slot3 << "Card. PCI Slot: 4" << true;
-    QTest::newRow("markers in lower case") << slot3 << "Card. pci slot: 4, port: 0" << true;
-    QTest::newRow("empty") << "" << slot3 << true;
+    row("neither can be parsed", "Card", "Other", true);
+    row("the first cannot be parsed", "Card", slot3, true);
+    row("the second has no port", slot3, "Card. PCI Slot: 4", true);
 
-    QTest::newRow("no numbers") << "Card. PCI Slot: x, Port: 0"
-                                << "Card. PCI Slot: y, Port: 0" << true;
-    QTest::newRow("no number counts as 0") << "Card. PCI Slot: x, Port: 0"
-                                           << "Card. PCI Slot: 0, Port: 0" << true;
-    QTest::newRow("no number is not 3") << "Card. PCI Slot: x, Port: 0" << slot3 << false;
-    QTest::newRow("hexadecimal is no number") << "Card. PCI Slot: 0x3, Port: 0" << slot3 << false;
-    QTest::newRow("too large is no number")
-        << "Card. PCI Slot: 4294967299, Port: 0" << slot3 << false;
-
-    QTest::newRow("first marker counts")
-        << "Card. PCI Slot: 3, Port: 0. PCI Slot: 4, Port: 0" << slot3 << true;
-    QTest::newRow("port before slot") << "Card, Port: 0. PCI Slot: 3" << slot3 << true;
-    QTest::newRow("port before another slot") << "Card, Port: 0. PCI Slot: 4" << slot3 << false;
+    row("no numbers", "Card. PCI Slot: x, Port: 0", "Card. PCI Slot: y, Port: 0", true);
+    row("no number counts as 0", "Card. PCI Slot: x, Port: 0", "Card. PCI Slot: 0, Port: 0", true);
+    row("no number is not 3", "Card. PCI Slot: x, Port: 0", slot3, false);
+    row("hexadecimal is no number", "Card. PCI Slot: 0x3, Port: 0", slot3, false);
+    row("too large is no number", "Card. PCI Slot: 4294967299, Port: 0", slot3, false);
 }
 
 void LinkRulesTest::comparesPciSlots()
@@ -65,18 +50,16 @@ void LinkRulesTest::comparesPciSlots()
 
 void LinkRulesTest::combinesStatus_data()
 {
-    QTest::addColumn<int>("first");
-    QTest::addColumn<int>("second");
-    QTest::addColumn<int>("combined");
-    QTest::newRow("up, up") << 1 << 1 << 1;
-    QTest::newRow("up, down") << 1 << 0 << 0;
-    QTest::newRow("up, unknown") << 1 << -1 << -1;
-    QTest::newRow("down, up") << 0 << 1 << 0;
-    QTest::newRow("down, down") << 0 << 0 << 0;
-    QTest::newRow("down, unknown") << 0 << -1 << -1;
-    QTest::newRow("unknown, up") << -1 << 1 << -1;
-    QTest::newRow("unknown, down") << -1 << 0 << -1;
-    QTest::newRow("unknown, unknown") << -1 << -1 << -1;
+    const DataRows<int, int, int> row("first", "second", "combined");
+    row("up, up", 1, 1, 1);
+    row("up, down", 1, 0, 0);
+    row("up, unknown", 1, -1, -1);
+    row("down, up", 0, 1, 0);
+    row("down, down", 0, 0, 0);
+    row("down, unknown", 0, -1, -1);
+    row("unknown, up", -1, 1, -1);
+    row("unknown, down", -1, 0, -1);
+    row("unknown, unknown", -1, -1, -1);
 }
 
 void LinkRulesTest::combinesStatus()
@@ -88,12 +71,7 @@ void LinkRulesTest::combinesStatus()
 
 void LinkRulesTest::choosesLamp_data()
 {
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("image");
-    QTest::addColumn<QString>("description");
-    const auto row = [](const char *name, int status, const char *image, const char *description) {
-        QTest::newRow(name) << status << image << description;
-    };
+    const DataRows<int, QString, QString> row("status", "image", "description");
     row("up", 1, ":/green.xpm", "Link up");
     row("down", 0, ":/red.xpm", "Link down");
     row("unknown", -1, ":/white.xpm", "Link state unknown");

@@ -1,4 +1,5 @@
 #include "adapter_page/NetworkAdapterSelectorPage.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/MarkingTranslator.h"
 #include "tests/support/MissingImages.h"
@@ -253,29 +254,29 @@ void PageLayoutTest::setsProperties()
 
 void PageLayoutTest::showsText_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::newRow("label")
-        << "<html><head/><body><p>Please<span style=\" font-weight:600;\"> select one or "
-           "two</span> network adapters from the list of &quot;Available Adapters&quot; below and "
-           "create a <span style=\" font-weight:600;\">Single Link</span> or <span style=\" "
-           "font-weight:600;\">Dual Link</span> connection by clicking the &quot;Create Single / "
-           "Dual Link Connection&quot; button.</p></body></html>";
-    QTest::newRow("label_2")
-        << "<html><head/><body><p>If Orvanta will be used with <span style=\" "
-           "font-weight:600;\">Dual Link</span>, please ensure to connect Network Adapter with two "
-           "cables!</p></body></html>";
-    QTest::newRow("loadingIcon_lbl") << "";
-    QTest::newRow("loadingInfotext_lbl") << "Loading Orvanta network adapters in background...";
-    QTest::newRow("groupBox_3") << "Available Adapters";
-    QTest::newRow("createSingleLink") << "Create Single Link Connection";
-    QTest::newRow("createDualLink") << "Create Dual Link Connection";
-    QTest::newRow("groupBox") << "Single Link Connections";
-    QTest::newRow("removeSingleLink") << "Remove Connection";
-    QTest::newRow("clearSingleLink") << "Clear List";
-    QTest::newRow("groupBox_2") << "Dual Link Connections";
-    QTest::newRow("removeDualLink") << "Remove Connection";
-    QTest::newRow("clearDualLink") << "Clear List";
-    QTest::newRow("errorText") << "";
+    const DataRows<QString> row("text");
+    row("label",
+        "<html><head/><body><p>Please<span style=\" font-weight:600;\"> select one or "
+        "two</span> network adapters from the list of &quot;Available Adapters&quot; below and "
+        "create a <span style=\" font-weight:600;\">Single Link</span> or <span style=\" "
+        "font-weight:600;\">Dual Link</span> connection by clicking the &quot;Create Single / "
+        "Dual Link Connection&quot; button.</p></body></html>");
+    row("label_2",
+        "<html><head/><body><p>If Orvanta will be used with <span style=\" "
+        "font-weight:600;\">Dual Link</span>, please ensure to connect Network Adapter with two "
+        "cables!</p></body></html>");
+    row("loadingIcon_lbl", "");
+    row("loadingInfotext_lbl", "Loading Orvanta network adapters in background...");
+    row("groupBox_3", "Available Adapters");
+    row("createSingleLink", "Create Single Link Connection");
+    row("createDualLink", "Create Dual Link Connection");
+    row("groupBox", "Single Link Connections");
+    row("removeSingleLink", "Remove Connection");
+    row("clearSingleLink", "Clear List");
+    row("groupBox_2", "Dual Link Connections");
+    row("removeDualLink", "Remove Connection");
+    row("clearDualLink", "Clear List");
+    row("errorText", "");
 }
 
 void PageLayoutTest::showsText()

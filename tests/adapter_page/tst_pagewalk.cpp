@@ -329,9 +329,12 @@ void PageWalkTest::compareList(const char *list, const QList<ModelRow> &rows, bo
     QStringList texts;
     QStringList lamps;
     for (const ModelRow &row : rows) {
-        const bool isPort = row.ids.size() == 1;
-        texts.append(isPort ? WizardUser::rowText(row.text, row.ids[0], row.descriptions[0])
-                            : WizardUser::rowText(row.text, row.ids, row.descriptions));
+        const ModelPort &first = row.first();
+        const ModelPort &last = row.last();
+        texts.append(row.size() == 1
+                         ? WizardUser::rowText(first.name, first.id, first.description)
+                         : WizardUser::rowText(textOf(row), idsOf(row),
+                                               QStringList{first.description, last.description}));
         lamps.append(m_model.lamp(row));
     }
     QCOMPARE(m_run->user.rows(list), texts);

@@ -1,4 +1,5 @@
 #include "tests/adapter_page/PageModel.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/WizardFixture.h"
 
@@ -121,11 +122,7 @@ private slots:
 
 void PruningTest::removesWhatIsUsed_data()
 {
-    QTest::addColumn<Lists>("lists");
-    QTest::addColumn<QStringList>("left");
-    const auto row = [](const char *name, const Lists &lists, const QStringList &left) {
-        QTest::newRow(name) << lists << left;
-    };
+    const DataRows<Lists, QStringList> row("lists", "left");
     const QList<QStringList> pq = {{"P", "Q"}};
     row("nothing used", {{"P", "Q"}, {}, {}, {}}, {"P", "Q"});
     row("equal names, none used", {{"P", "P"}, {}, {}, {}}, {"P", "P"});

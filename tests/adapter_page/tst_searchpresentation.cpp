@@ -1,4 +1,5 @@
 #include "adapter_page/NetworkAdapterSelectorPage.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/MarkingTranslator.h"
@@ -9,57 +10,9 @@
 #include <QLabel>
 #include <QLayout>
 
-#include <atomic>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
-
-namespace
-{
-
-std::atomic_bool isOutOfMemory = false;
-
-/// Hides and shows a window while a message box is open, as restoring all windows does.
-class WindowRestorer : public QObject
-{
-public:
-    explicit WindowRestorer(QWidget &window) : m_window(window) { qApp->installEventFilter(this); }
-
-    int restored() const { return m_restored; }
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::Show && qobject_cast<QMessageBox *>(watched))
-            QMetaObject::invokeMethod(this, &WindowRestorer::restore, Qt::QueuedConnection);
-        return QObject::eventFilter(watched, event);
-    }
-
-private:
-    void restore()
-    {
-        m_window.hide();
-        m_window.show();
-        ++m_restored;
-    }
-
-    QWidget &m_window;
-    int m_restored = 0;
-};
-
-} // namespace
-
-// The allocation that the program makes without exceptions can be made to fail.
-void *operator new[](std::size_t size, const std::nothrow_t &) noexcept
-{
-    if (isOutOfMemory)
-        return nullptr;
-    try {
-        return ::operator new[](size);
-    } catch (const std::bad_alloc &) {
-        return nullptr;
-    }
-}
 
 namespace
 {
@@ -94,14 +47,12 @@ class SearchPresentationTest : public WizardFixture
 private slots:
     void tellsWhatIsMissing_data();
     void tellsWhatIsMissing();
-    void showsErrorLabelWhenMemoryIsShort();
     void fillsPageWithErrorLabel();
     void keepsListsHiddenAfterError();
     void leavesListsUnderErrorLabel();
     void namesErrors_data();
     void namesErrors();
 
-    void showsLoadingWhileSearching();
     void disablesButtonsWhenShownAgain();
     void startsOneSearchAtATime();
     void excludesWhatWindowsHasWhenShownLast();
@@ -127,15 +78,8 @@ private:
 
 void SearchPresentationTest::tellsWhatIsMissing_data()
 {
-    QTest::addColumn<bool>("hasDriver");
-    QTest::addColumn<QByteArray>("config");
-    QTest::addColumn<ULONG>("windowsResult");
-    QTest::addColumn<QString>("label");
-    QTest::addColumn<QStringList>("boxes");
-    const auto row = [](const char *name, bool hasDriver, const QByteArray &config,
-                        ULONG windowsResult, const QString &label, const QStringList &boxes) {
-        QTest::newRow(name) << hasDriver << config << windowsResult << label << boxes;
-    };
+    const DataRows<bool, QByteArray, ULONG, QString, QStringList> row(
+        "hasDriver", "config", "windowsResult", "label", "boxes");
     const QByteArray noFile;
     const QByteArray saved = "A\n\n";
     const QStringList notFound = {"Orvanta not found. Please install the Orvanta drivers."};
@@ -180,26 +124,6 @@ void SearchPresentationTest::tellsWhatIsMissing()
     QCOMPARE(m_run->boxes.texts(), boxes);
     // The saved connections are not shown without the driver.
     QCOMPARE(user.allTexts(), hasDriver && !config.isNull() ? QStringList{"A"} : QStringList());
-}
-
-void SearchPresentationTest::showsErrorLabelWhenMemoryIsShort()
-{
-    m_pc->removeDriver();
-    WizardUser &user = start();
-    endAdapterListsWith(NO_ERROR);
-    const QByteArray printed = printedBy([&] {
-        const PrintedMessages messages;
-        isOutOfMemory = true;
-        user.press(QWizard::NextButton);
-        isOutOfMemory = false;
-    });
-
-    QCOMPARE(errorText(), outOfMemoryText);
-    QVERIFY(!areListsVisible());
-    // Once for each time that the wizard shows the page.
-    const QByteArray line = "Memory allocation failed for IP_ADAPTER_ADDRESSES struct\n";
-    QCOMPARE(printed, line.repeated(printed.count('\n')));
-    QVERIFY(!printed.isEmpty());
 }
 
 void SearchPresentationTest::fillsPageWithErrorLabel()
@@ -254,18 +178,15 @@ void SearchPresentationTest::leavesListsUnderErrorLabel()
 
 void SearchPresentationTest::namesErrors_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("number");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("isTranslated");
-    QTest::newRow("out of memory") << 1 << 0 << outOfMemoryText << true;
-    QTest::newRow("no adapter") << 2 << 0 << noAdapterText << true;
-    QTest::newRow("no 10G adapter") << 3 << 0 << no10GAdapterText << true;
-    QTest::newRow("7") << 7 << 0 << unknownErrorText + "0" << false;
-    QTest::newRow("99") << 99 << 0 << unknownErrorText + "0" << false;
-    QTest::newRow("negative") << -1 << 0 << unknownErrorText + "0" << false;
-    QTest::newRow("unknown with a number") << 7 << 42 << unknownErrorText + "42" << false;
-    QTest::newRow("known with a number") << 2 << 42 << noAdapterText << true;
+    const DataRows<int, int, QString, bool> row("code", "number", "text", "isTranslated");
+    row("out of memory", 1, 0, outOfMemoryText, true);
+    row("no adapter", 2, 0, noAdapterText, true);
+    row("no 10G adapter", 3, 0, no10GAdapterText, true);
+    row("7", 7, 0, unknownErrorText + "0", false);
+    row("99", 99, 0, unknownErrorText + "0", false);
+    row("negative", -1, 0, unknownErrorText + "0", false);
+    row("unknown with a number", 7, 42, unknownErrorText + "42", false);
+    row("known with a number", 2, 42, noAdapterText, true);
 }
 
 void SearchPresentationTest::namesErrors()
@@ -280,25 +201,6 @@ void SearchPresentationTest::namesErrors()
     QVERIFY(QApplication::installTranslator(&translator));
     QCOMPARE(NetworkAdapterSelectorPage::adapterErrorText(code, number),
              isTranslated ? "[" + text + "]" : text);
-}
-
-void SearchPresentationTest::showsLoadingWhileSearching()
-{
-    m_pc->setPorts({{"A", "Port A"}});
-    WizardUser &user = start();
-    HeldUpKernel kernel;
-    QVERIFY(!user.isSearching());
-    user.press(QWizard::NextButton);
-
-    QTRY_COMPARE(kernel.calls(), 1);
-    for (const char *widget : {"loading_frame", "loadingIcon_lbl", "loadingInfotext_lbl"})
-        QVERIFY(user.find<QWidget>(widget).isVisible());
-    QCOMPARE(user.available(), QStringList());
-
-    kernel.letGo();
-    user.waitForSearch();
-    QVERIFY(!user.find<QWidget>("loading_frame").isVisible());
-    QCOMPARE(user.available(), QStringList{"Port A"});
 }
 
 void SearchPresentationTest::disablesButtonsWhenShownAgain()
@@ -322,8 +224,11 @@ void SearchPresentationTest::startsOneSearchAtATime()
     m_pc->writeConfig("A\n\n");
     WizardUser &user = start();
     HeldUpKernel kernel;
+    QVERIFY(!user.isSearching());
     user.press(QWizard::NextButton);
     QTRY_COMPARE(kernel.calls(), 1);
+    for (const char *widget : {"loading_frame", "loadingIcon_lbl", "loadingInfotext_lbl"})
+        QVERIFY(user.find<QWidget>(widget).isVisible());
 
     for (const char *list : {availableList, singleList, dualList})
         user.append(list, "Old row");
@@ -335,6 +240,7 @@ void SearchPresentationTest::startsOneSearchAtATime()
     user.waitForSearch();
     QThreadPool::globalInstance()->waitForDone();
     QCOMPARE(kernel.calls(), 1);
+    QVERIFY(!user.find<QWidget>("loading_frame").isVisible());
     QCOMPARE(user.available(), QStringList{"Port B"});
     QCOMPARE(user.singleLinks(), QStringList{"Port A"});
 
@@ -365,9 +271,9 @@ void SearchPresentationTest::excludesWhatWindowsHasWhenShownLast()
 
 void SearchPresentationTest::acceptsResultOnAnotherPage_data()
 {
-    QTest::addColumn<QWizard::WizardButton>("button");
-    QTest::newRow("introduction") << QWizard::BackButton;
-    QTest::newRow("conclusion") << QWizard::NextButton;
+    const DataRows<QWizard::WizardButton> row("button");
+    row("introduction", QWizard::BackButton);
+    row("conclusion", QWizard::NextButton);
 }
 
 void SearchPresentationTest::acceptsResultOnAnotherPage()
@@ -502,10 +408,13 @@ void SearchPresentationTest::listsConnectionsOnceInSpiteOfError()
     pc().kernel.failures[13] = 0x10160000;
     m_pc->writeConfig("A\nB;C\n\n");
     WizardUser &user = start();
-    const WindowRestorer restorer(m_run->wizard);
+    // Restoring all windows shows the page anew.
+    m_run->boxes.onShown = [this] {
+        m_run->wizard.hide();
+        m_run->wizard.show();
+    };
     user.goToAdapters();
 
-    QCOMPARE(restorer.restored(), 1);
     QCOMPARE(m_run->boxes.answered().size(), 1);
     QCOMPARE(user.available(), QStringList());
     QCOMPARE(user.rows(singleList), QStringList{"A | A | A"});

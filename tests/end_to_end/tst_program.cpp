@@ -1,3 +1,4 @@
+#include "tests/support/DataRows.h"
 #include "tests/support/TemporaryPc.h"
 
 #include <QFile>
@@ -25,7 +26,6 @@ private slots:
     void endsWithStatus0();
     void waitsForTheKernelCall_data();
     void waitsForTheKernelCall();
-    void printsKernelErrors();
     void fitsOnALowScreen();
 
 private:
@@ -85,13 +85,12 @@ QStringList ProgramTest::kernelCalls() const
 
 void ProgramTest::endsWithStatus0_data()
 {
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<QByteArray>("file");
+    const DataRows<QString, QByteArray> row("steps", "file");
     // Without saved connections, Finish writes an empty list.
-    QTest::newRow("Finish") << "next wait next finish" << QByteArray("\n");
-    QTest::newRow("Cancel on introduction") << "cancel" << QByteArray();
-    QTest::newRow("Escape on adapters") << "next wait escape" << QByteArray();
-    QTest::newRow("closing conclusion") << "next wait next close" << QByteArray();
+    row("Finish", "next wait next finish", "\n");
+    row("Cancel on introduction", "cancel", QByteArray());
+    row("Escape on adapters", "next wait escape", QByteArray());
+    row("closing conclusion", "next wait next close", QByteArray());
 }
 
 void ProgramTest::endsWithStatus0()
@@ -113,14 +112,10 @@ void ProgramTest::endsWithStatus0()
 
 void ProgramTest::waitsForTheKernelCall_data()
 {
-    QTest::addColumn<QString>("pc");
-    QTest::addColumn<QString>("steps");
-    QTest::newRow("Cancel") << "two-cards"
-                            << "hold next cancel";
-    QTest::newRow("Escape, and the kernel refuses") << "kernel-refuses-open"
-                                                    << "hold next escape";
-    QTest::newRow("closing") << "two-cards"
-                             << "hold next close";
+    const DataRows<QString, QString> row("pc", "steps");
+    row("Cancel", "two-cards", "hold next cancel");
+    row("Escape, and the kernel refuses", "kernel-refuses-open", "hold next escape");
+    row("closing", "two-cards", "hold next close");
 }
 
 void ProgramTest::waitsForTheKernelCall()
@@ -143,20 +138,6 @@ void ProgramTest::waitsForTheKernelCall()
     if (pc == "two-cards")
         QCOMPARE(kernelCalls().last(), "closeDriver()");
     QCOMPARE(m_pc->config(), saved);
-}
-
-void ProgramTest::printsKernelErrors()
-{
-    start("kernel-refuses-open", "next wait next finish");
-    QVERIFY(waitForEnd());
-    QCOMPARE(m_process->exitCode(), 0);
-    const QByteArray printed = m_output.replace("0 windows left\n", "");
-    const QByteArray error =
-        "ERROR (10160000 = 'EXAMPLE_NO_ACCESS') -\n  OV_openDriver(customerNr): "
-        "Unable to open the driver!: Error running command "
-        "OV_openDriver(customerNr)\nAnother program holds the driver.\n";
-    QVERIFY(printed.contains(error));
-    QCOMPARE(printed, error.repeated(printed.count("ERROR")));
 }
 
 void ProgramTest::fitsOnALowScreen()

@@ -34,6 +34,7 @@ void MessageBoxAnswerer::answer(QMessageBox *box)
 {
     if (!box || !box->isVisible())
         return;
+    onShown();
     QStringList buttons;
     for (const QAbstractButton *button : box->buttons())
         buttons.append(button->text());

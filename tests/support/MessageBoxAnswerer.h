@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 /// What a message box showed when it was answered.
 struct AnsweredMessageBox {
     QString title;
@@ -32,6 +34,9 @@ public:
 
     /// Returns their texts.
     QStringList texts() const;
+
+    /// Called for every box that is on the screen, before it is answered.
+    std::function<void()> onShown = [] {};
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
