@@ -1,8 +1,8 @@
 #include "discovery/PciLocation.h"
 
-#include "discovery/AdapterInfo.h"
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
+#include "tests/support/AdapterTexts.h"
 
 #include <QTest>
 
@@ -37,13 +37,9 @@ struct Resolution {
     QString description = "preset description";
     std::uint32_t slot = 111;
     std::uint32_t port = 222;
-};
 
-bool operator==(const Resolution &first, const Resolution &second)
-{
-    return first.hardwareId == second.hardwareId && first.description == second.description &&
-           first.slot == second.slot && first.port == second.port;
-}
+    bool operator==(const Resolution &) const = default;
+};
 
 char *toString(const Resolution &resolution)
 {
@@ -76,17 +72,16 @@ public:
                                    .arg(flags));
                 return m_saved.SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
             };
-        windowsApi().SetupDiEnumDeviceInfo.function = [this](HDEVINFO set, DWORD index,
-                                                             SP_DEVINFO_DATA *info) {
+        windowsApi().SetupDiEnumDeviceInfo.function = [this](auto set, DWORD index, auto *info) {
             m_calls.append(QString("device %1 size %2").arg(index).arg(info->cbSize));
             return m_saved.SetupDiEnumDeviceInfo(set, index, info);
         };
         windowsApi().SetupDiGetDeviceRegistryPropertyA.function =
-            [this](HDEVINFO set, SP_DEVINFO_DATA *info, DWORD property, DWORD *type, BYTE *buffer,
-                   DWORD bufferSize, DWORD *requiredSize) {
-                m_calls.append(QString("property %1 in %2 bytes").arg(property).arg(bufferSize));
+            [this](auto set, auto *info, DWORD property, auto *type, auto *buffer, DWORD size,
+                   auto *requiredSize) {
+                m_calls.append(QString("property %1 in %2 bytes").arg(property).arg(size));
                 return m_saved.SetupDiGetDeviceRegistryPropertyA(set, info, property, type, buffer,
-                                                                 bufferSize, requiredSize);
+                                                                 size, requiredSize);
             };
     }
     ~DeviceCalls() { windowsApi() = m_saved; }
@@ -105,24 +100,11 @@ private:
     QStringList m_calls;
 };
 
-/// Has a property of one device fail.
-void failProperty(DWORD failingProperty)
-{
-    auto &function = windowsApi().SetupDiGetDeviceRegistryPropertyA.function;
-    function = [=, answer = function](HDEVINFO set, SP_DEVINFO_DATA *info, DWORD property,
-                                      DWORD *type, BYTE *buffer, DWORD bufferSize,
-                                      DWORD *requiredSize) -> BOOL {
-        if (property == failingProperty)
-            return FALSE;
-        return answer(set, info, property, type, buffer, bufferSize, requiredSize);
-    };
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(SimulatedDeviceNode)
 
-class TestPciLocation : public QObject
+class PciLocationTest : public QObject
 {
     Q_OBJECT
 
@@ -133,33 +115,25 @@ private slots:
     void leavesTheOutputsWithoutAMatch_data();
     void leavesTheOutputsWithoutAMatch();
     void leavesTheOutputsWithoutADeviceSet();
-    void leavesTheOutputsWhenAPropertyFails_data();
-    void leavesTheOutputsWhenAPropertyFails();
     void goesOnBehindAnIncompleteDevice_data();
     void goesOnBehindAnIncompleteDevice();
-    void leavesSlotAndPortForAnOddLocation_data();
-    void leavesSlotAndPortForAnOddLocation();
     void readsUnterminatedTextsNoFurtherThanTheirBuffer();
-    void skipsAPropertyThatDoesNotFit();
     void parsesTheLocation_data();
     void parsesTheLocation();
     void tagsTwinPorts_data();
     void tagsTwinPorts();
     void tagsNothingWithoutASecondDeviceSet();
     void looksForTwinsInASecondDeviceSet();
-    void looksForNoTwinsUnlessAsked();
     void completesARecord();
-    void leavesARecordWithoutADeviceAlone_data();
-    void leavesARecordWithoutADeviceAlone();
 };
 
-void TestPciLocation::resolvesTheDeviceOfThatName()
+void PciLocationTest::resolvesTheDeviceOfThatName()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("Second"), node("Third")}));
     QCOMPARE(resolve("Second"), (Resolution{"PCI\\Second", "Description of Second", 0, 0}));
 }
 
-void TestPciLocation::callsTheDeviceFunctionsInOrder()
+void PciLocationTest::callsTheDeviceFunctionsInOrder()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("Second"), node("Third")}));
     const DeviceCalls calls;
@@ -179,7 +153,7 @@ void TestPciLocation::callsTheDeviceFunctionsInOrder()
     QCOMPARE(calls.texts(), expected);
 }
 
-void TestPciLocation::stopsAtTheFirstMatch()
+void PciLocationTest::stopsAtTheFirstMatch()
 {
     SimulatedDeviceNode second = node("Same name");
     second.hardwareIds = QStringList("PCI\\LATER");
@@ -187,147 +161,84 @@ void TestPciLocation::stopsAtTheFirstMatch()
     QCOMPARE(resolve("Same name").hardwareId, "PCI\\Same name");
 }
 
-void TestPciLocation::leavesTheOutputsWithoutAMatch_data()
+void PciLocationTest::leavesTheOutputsWithoutAMatch_data()
 {
     QTest::addColumn<QList<SimulatedDeviceNode>>("nodes");
 
-    SimulatedDeviceNode nameless = node("Example Adapter");
-    nameless.friendlyName.reset();
-    QTest::newRow("no device") << QList<SimulatedDeviceNode>();
-    QTest::newRow("other names") << QList<SimulatedDeviceNode>{node("First"), node("Second")};
-    QTest::newRow("other capitals") << QList<SimulatedDeviceNode>{node("example adapter")};
-    QTest::newRow("longer name") << QList<SimulatedDeviceNode>{node("Example Adapter #2")};
-    QTest::newRow("shorter name") << QList<SimulatedDeviceNode>{node("Example")};
-    QTest::newRow("no name") << QList<SimulatedDeviceNode>{nameless};
+    using Nodes = QList<SimulatedDeviceNode>;
+    QTest::newRow("no device") << Nodes();
+    QTest::newRow("other names") << Nodes{node("First"), node("Second")};
+    QTest::newRow("other capitals") << Nodes{node("example adapter")};
+    QTest::newRow("longer name") << Nodes{node("Example Adapter #2")};
+    QTest::newRow("shorter name") << Nodes{node("Example")};
+    // With its NUL it is longer than the buffer.
+    QTest::newRow("too long a name") << Nodes{node(QString(1024, 'n'))};
 }
 
-void TestPciLocation::leavesTheOutputsWithoutAMatch()
+void PciLocationTest::leavesTheOutputsWithoutAMatch()
 {
     QFETCH(QList<SimulatedDeviceNode>, nodes);
 
     const SimulatedMachine machine(pcWith(nodes));
     QCOMPARE(resolve("Example Adapter"), Resolution());
+    QCOMPARE(resolve(QString(1024, 'n')), Resolution());
 }
 
-void TestPciLocation::leavesTheOutputsWithoutADeviceSet()
+void PciLocationTest::leavesTheOutputsWithoutADeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First")}));
-    windowsApi().SetupDiGetClassDevsW.function = [](const GUID *, const wchar_t *, HWND, DWORD) {
-        return INVALID_HANDLE_VALUE;
-    };
+    windowsApi().SetupDiGetClassDevsW.function = [](auto...) { return INVALID_HANDLE_VALUE; };
     const DeviceCalls calls;
 
     QCOMPARE(resolve("First"), Resolution());
     QCOMPARE(calls.texts().size(), 1);
 }
 
-void TestPciLocation::leavesTheOutputsWhenAPropertyFails_data()
-{
-    QTest::addColumn<DWORD>("property");
-    QTest::addColumn<QString>("hardwareId");
-    QTest::addColumn<QString>("description");
-
-    const Resolution preset;
-    QTest::newRow("friendly name")
-        << DWORD{SPDRP_FRIENDLYNAME} << preset.hardwareId << preset.description;
-    QTest::newRow("hardware identifier")
-        << DWORD{SPDRP_HARDWAREID} << preset.hardwareId << preset.description;
-    QTest::newRow("description") << DWORD{SPDRP_DEVICEDESC} << "PCI\\First" << preset.description;
-    QTest::newRow("location") << DWORD{SPDRP_LOCATION_INFORMATION} << "PCI\\First"
-                              << "Description of First";
-}
-
-void TestPciLocation::leavesTheOutputsWhenAPropertyFails()
-{
-    QFETCH(DWORD, property);
-    QFETCH(QString, hardwareId);
-    QFETCH(QString, description);
-
-    const SimulatedMachine machine(pcWith({node("First")}));
-    failProperty(property);
-    const Resolution preset;
-    QCOMPARE(resolve("First"), (Resolution{hardwareId, description, preset.slot, preset.port}));
-}
-
-void TestPciLocation::goesOnBehindAnIncompleteDevice_data()
+void PciLocationTest::goesOnBehindAnIncompleteDevice_data()
 {
     QTest::addColumn<SimulatedDeviceNode>("incomplete");
-    QTest::addColumn<bool>("isFollowedByAnother");
-    QTest::addColumn<QString>("hardwareId");
-    QTest::addColumn<QString>("description");
-    QTest::addColumn<std::uint32_t>("slot");
+    QTest::addColumn<Resolution>("resolution");
 
     const Resolution preset;
-    const QString identifier = "PCI\\Twice";
-    const QString description = "Description of Twice";
+    SimulatedDeviceNode withoutName = node("Twice");
+    withoutName.friendlyName.reset();
+    QTest::newRow("no friendly name") << withoutName << preset;
 
     SimulatedDeviceNode withoutIdentifier = node("Twice");
     withoutIdentifier.hardwareIds.reset();
-    QTest::newRow("no identifier")
-        << withoutIdentifier << false << preset.hardwareId << preset.description << preset.slot;
-    QTest::newRow("no identifier, later match") << withoutIdentifier << true << "PCI\\LATER"
-                                                << "Later" << 0U;
+    QTest::newRow("no identifier") << withoutIdentifier << preset;
 
     SimulatedDeviceNode withoutDescription = node("Twice");
     withoutDescription.description.reset();
-    QTest::newRow("no description")
-        << withoutDescription << false << identifier << preset.description << preset.slot;
-    QTest::newRow("no description, later match") << withoutDescription << true << "PCI\\LATER"
-                                                 << "Later" << 0U;
+    QTest::newRow("no description") << withoutDescription << Resolution{.hardwareId = "PCI\\Twice"};
 
     SimulatedDeviceNode withoutLocation = node("Twice");
     withoutLocation.location.reset();
-    QTest::newRow("no location") << withoutLocation << false << identifier << description
-                                 << preset.slot;
-    QTest::newRow("no location, later match") << withoutLocation << true << "PCI\\LATER"
-                                              << "Later" << 0U;
+    QTest::newRow("no location") << withoutLocation
+                                 << Resolution{.hardwareId = "PCI\\Twice",
+                                               .description = "Description of Twice"};
 }
 
-void TestPciLocation::goesOnBehindAnIncompleteDevice()
+void PciLocationTest::goesOnBehindAnIncompleteDevice()
 {
     QFETCH(SimulatedDeviceNode, incomplete);
-    QFETCH(bool, isFollowedByAnother);
-    QFETCH(QString, hardwareId);
-    QFETCH(QString, description);
-    QFETCH(std::uint32_t, slot);
 
     SimulatedPc pc = pcWith({incomplete, node("Other")});
-    if (isFollowedByAnother)
-        pc.deviceNodes.append({"Twice", QStringList("PCI\\LATER"), "Later", goodLocation});
+    {
+        const SimulatedMachine machine(pc);
+        QTEST(resolve("Twice"), "resolution");
+    }
+
+    pc.deviceNodes.append({"Twice", QStringList("PCI\\LATER"), "Later", goodLocation});
     const SimulatedMachine machine(pc);
-
-    const Resolution resolution = resolve("Twice");
-    QCOMPARE(resolution.hardwareId, hardwareId);
-    QCOMPARE(resolution.description, description);
-    QCOMPARE(resolution.slot, slot);
+    QCOMPARE(resolve("Twice"), (Resolution{"PCI\\LATER", "Later", 0, 0}));
 }
 
-void TestPciLocation::leavesSlotAndPortForAnOddLocation_data()
-{
-    QTest::addColumn<QString>("location");
-
-    QTest::newRow("no digits") << "Internal bus";
-    QTest::newRow("four numbers") << "PCI segment 0, bus 3, device 0, function 1";
-    QTest::newRow("empty") << "";
-}
-
-void TestPciLocation::leavesSlotAndPortForAnOddLocation()
-{
-    QFETCH(QString, location);
-
-    SimulatedDeviceNode odd = node("Odd");
-    odd.location = location;
-    const SimulatedMachine machine(pcWith({odd}));
-    const Resolution preset;
-    QCOMPARE(resolve("Odd"),
-             (Resolution{"PCI\\Odd", "Description of Odd", preset.slot, preset.port}));
-}
-
-void TestPciLocation::readsUnterminatedTextsNoFurtherThanTheirBuffer()
+void PciLocationTest::readsUnterminatedTextsNoFurtherThanTheirBuffer()
 {
     const SimulatedMachine machine(pcWith({node("First")}));
     windowsApi().SetupDiGetDeviceRegistryPropertyA.function =
-        [](HDEVINFO, SP_DEVINFO_DATA *, DWORD, DWORD *, BYTE *buffer, DWORD bufferSize, DWORD *) {
+        [](auto, auto, auto, auto, BYTE *buffer, DWORD bufferSize, auto) {
             std::memset(buffer, 'x', bufferSize);
             return TRUE;
         };
@@ -336,14 +247,7 @@ void TestPciLocation::readsUnterminatedTextsNoFurtherThanTheirBuffer()
     QCOMPARE(resolution.description, QString(1024, 'x'));
 }
 
-void TestPciLocation::skipsAPropertyThatDoesNotFit()
-{
-    const QString name(1024, 'n');
-    const SimulatedMachine machine(pcWith({node(name)}));
-    QCOMPARE(resolve(name), Resolution());
-}
-
-void TestPciLocation::parsesTheLocation_data()
+void PciLocationTest::parsesTheLocation_data()
 {
     QTest::addColumn<QString>("location");
     QTest::addColumn<bool>("isParsed");
@@ -361,89 +265,93 @@ void TestPciLocation::parsesTheLocation_data()
         << QString("PCI bus %1, device 0, function 1").arg(QChar(0x0663)) << false;
 }
 
-void TestPciLocation::parsesTheLocation()
+void PciLocationTest::parsesTheLocation()
 {
     QFETCH(QString, location);
     QFETCH(bool, isParsed);
 
+    // Every number reads as 0.
+    Resolution expected = {"PCI\\Port", "Description of Port"};
+    if (isParsed)
+        expected.slot = expected.port = 0;
     std::uint32_t bus = 111;
     std::uint32_t function = 222;
     QCOMPARE(parsePciBus(bus, location), isParsed);
     QCOMPARE(parsePciFunction(function, location), isParsed);
-    // Every number reads as 0.
-    QCOMPARE(bus, isParsed ? 0U : 111U);
-    QCOMPARE(function, isParsed ? 0U : 222U);
+    QCOMPARE(bus, expected.slot);
+    QCOMPARE(function, expected.port);
+
+    SimulatedDeviceNode port = node("Port");
+    port.location = location;
+    const SimulatedMachine machine(pcWith({port}));
+    QCOMPARE(resolve("Port"), expected);
+    AdapterInfo adapter = {"DEVICE-A", "Port", "Card"};
+    appendPciLocation(adapter);
+    QCOMPARE(textOf(adapter), isParsed ? "DEVICE-A|Port. PCI Slot: 0, Port: 0|Card|0|0|0|0"
+                                       : "DEVICE-A|Port|Card|-1|-1|0|0");
 }
 
-void TestPciLocation::tagsTwinPorts_data()
+void PciLocationTest::tagsTwinPorts_data()
 {
     QTest::addColumn<QList<SimulatedDeviceNode>>("nodes");
     QTest::addColumn<QString>("hardwareId");
 
-    const auto port = [](const QString &friendlyName, std::optional<QString> description,
-                         std::optional<QString> location) -> SimulatedDeviceNode {
-        return {friendlyName, QStringList("PCI\\" + friendlyName), std::move(description),
-                std::move(location)};
-    };
     using Nodes = QList<SimulatedDeviceNode>;
-    const SimulatedDeviceNode matched = port("Port", "Card", "PCI bus 3, device 0, function 1");
-    const QString tagged = "PCI\\Port\\#01";
-    const QString untagged = "PCI\\Port";
+    const auto port = [](const QString &friendlyName, const std::optional<QString> &description,
+                         const std::optional<QString> &location) -> SimulatedDeviceNode {
+        return {friendlyName, QStringList("PCI\\" + friendlyName), description, location};
+    };
+    const auto row = [](const char *name, const Nodes &nodes, const char *suffix) {
+        QTest::newRow(name) << nodes << QString("PCI\\Port") + suffix;
+    };
+    const SimulatedDeviceNode matched = port("Port", "Card", goodLocation);
+    const SimulatedDeviceNode twin = port("Twin", "Card", "PCI bus 3, device 0, function 0");
+    const SimulatedDeviceNode other = port("Other", "Other card", goodLocation);
+    const SimulatedDeviceNode withoutLocation = port("Other", "Card", std::nullopt);
+    const SimulatedDeviceNode odd = port("Other", "Card", "Internal");
 
-    QTest::newRow("twin behind") << Nodes{matched,
-                                          port("Twin", "Card", "PCI bus 3, device 0, function 0")}
-                                 << tagged;
-    QTest::newRow("twin before") << Nodes{port("Twin", "Card", "PCI bus 3, device 0, function 0"),
-                                          matched}
-                                 << tagged;
-    QTest::newRow("no other device") << Nodes{matched} << untagged;
-    QTest::newRow("other description")
-        << Nodes{matched, port("Other", "Other card", goodLocation)} << untagged;
-    QTest::newRow("description in other capitals")
-        << Nodes{matched, port("Other", "CARD", goodLocation)} << untagged;
-    QTest::newRow("twin behind another card")
-        << Nodes{matched, port("Other", "Other card", goodLocation),
-                 port("Twin", "Card", goodLocation)}
-        << tagged;
-    QTest::newRow("description that cannot be read")
-        << Nodes{matched, port("Other", std::nullopt, goodLocation)} << tagged;
-    QTest::newRow("location that cannot be read")
-        << Nodes{matched, port("Twin", "Card", std::nullopt)} << untagged;
-    QTest::newRow("location that cannot be read, then a twin")
-        << Nodes{matched, port("Other", "Card", std::nullopt), port("Twin", "Card", goodLocation)}
-        << tagged;
-    QTest::newRow("odd location") << Nodes{matched, port("Twin", "Card", "Internal")} << untagged;
-    QTest::newRow("odd location, then a twin")
-        << Nodes{matched, port("Other", "Card", "Internal"), port("Twin", "Card", goodLocation)}
-        << tagged;
-    QTest::newRow("odd location of the port itself")
-        << Nodes{port("Port", "Card", "Internal"), port("Twin", "Card", goodLocation)} << untagged;
+    row("twin behind", {matched, twin}, "\\#01");
+    row("twin before", {twin, matched}, "\\#01");
+    row("no other device", {matched}, "");
+    row("other description", {matched, other}, "");
+    row("description in other capitals", {matched, port("Other", "CARD", goodLocation)}, "");
+    row("twin behind another card", {matched, other, twin}, "\\#01");
+    row("description that cannot be read", {matched, port("Other", std::nullopt, goodLocation)},
+        "\\#01");
+    row("location that cannot be read", {matched, withoutLocation}, "");
+    row("location that cannot be read, then a twin", {matched, withoutLocation, twin}, "\\#01");
+    row("odd location", {matched, odd}, "");
+    row("odd location, then a twin", {matched, odd, twin}, "\\#01");
+    row("odd location of the port itself", {port("Port", "Card", "Internal"), twin}, "");
 }
 
-void TestPciLocation::tagsTwinPorts()
+void PciLocationTest::tagsTwinPorts()
 {
     QFETCH(QList<SimulatedDeviceNode>, nodes);
-    QFETCH(QString, hardwareId);
 
     const SimulatedMachine machine(pcWith(nodes));
-    QCOMPARE(resolve("Port", true).hardwareId, hardwareId);
+    QTEST(resolve("Port", true).hardwareId, "hardwareId");
     QCOMPARE(resolve("Port", false).hardwareId, "PCI\\Port");
 }
 
-void TestPciLocation::tagsNothingWithoutASecondDeviceSet()
+void PciLocationTest::tagsNothingWithoutASecondDeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("First")}));
     auto &function = windowsApi().SetupDiGetClassDevsW.function;
-    function = [answer = function, calls = 0](const GUID *classGuid, const wchar_t *enumerator,
-                                              HWND parent, DWORD flags) mutable {
-        return ++calls == 1 ? answer(classGuid, enumerator, parent, flags) : INVALID_HANDLE_VALUE;
+    function = [answer = function, calls = 0](auto... arguments) mutable {
+        return ++calls == 1 ? answer(arguments...) : INVALID_HANDLE_VALUE;
     };
     QCOMPARE(resolve("First", true), (Resolution{"PCI\\First", "Description of First", 0, 0}));
 }
 
-void TestPciLocation::looksForTwinsInASecondDeviceSet()
+void PciLocationTest::looksForTwinsInASecondDeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("Second")}));
+    {
+        const DeviceCalls calls;
+        resolve("First", false);
+        QCOMPARE(calls.texts().filter("open").size(), 1);
+    }
     const DeviceCalls calls;
     resolve("First", true);
 
@@ -456,64 +364,24 @@ void TestPciLocation::looksForTwinsInASecondDeviceSet()
     QCOMPARE(calls.texts().mid(6), expected);
 }
 
-void TestPciLocation::looksForNoTwinsUnlessAsked()
-{
-    const SimulatedMachine machine(pcWith({node("First"), node("First")}));
-    const DeviceCalls calls;
-    resolve("First", false);
-    QCOMPARE(calls.texts().filter("open").size(), 1);
-}
-
-void TestPciLocation::completesARecord()
+void PciLocationTest::completesARecord()
 {
     const QString name = QString::fromUtf8("Ger\xC3\xA4t");
     const SimulatedMachine machine(pcWith({node(name)}));
     AdapterInfo adapter = {"DEVICE-A", name.toStdString(), "Card", unknown, unknown, 7, 9};
     appendPciLocation(adapter);
 
-    QCOMPARE(QString::fromStdString(adapter.name), name + ". PCI Slot: 0, Port: 0");
-    QCOMPARE(adapter.pciSlot, 0U);
-    QCOMPARE(adapter.pciPort, 0U);
-    QCOMPARE(adapter.deviceId, std::string("DEVICE-A"));
-    QCOMPARE(adapter.description, std::string("Card"));
-    QCOMPARE(adapter.flagA, std::uint8_t{7});
-    QCOMPARE(adapter.flagB, std::uint8_t{9});
-}
+    QCOMPARE(textOf(adapter), "DEVICE-A|" + name + ". PCI Slot: 0, Port: 0|Card|0|0|7|9");
 
-void TestPciLocation::leavesARecordWithoutADeviceAlone_data()
-{
-    QTest::addColumn<QString>("friendlyName");
-    QTest::addColumn<QString>("location");
-
-    QTest::newRow("no device of that name") << "Other" << goodLocation;
-    QTest::newRow("other capitals") << "FIRST" << goodLocation;
-    QTest::newRow("location without digits") << "First"
-                                             << "Internal bus";
-    QTest::newRow("location with four numbers") << "First"
-                                                << "1 2 3 4";
-}
-
-void TestPciLocation::leavesARecordWithoutADeviceAlone()
-{
-    QFETCH(QString, friendlyName);
-    QFETCH(QString, location);
-
-    SimulatedDeviceNode other = node(friendlyName);
-    other.location = location;
-    const SimulatedMachine machine(pcWith({other}));
-    AdapterInfo adapter;
-    adapter.deviceId = "DEVICE-A";
-    adapter.name = "First";
-    adapter.description = "Card";
+    // No device bears the new name, nor this one in other capitals.
+    const QString completed = textOf(adapter);
     appendPciLocation(adapter);
-
-    QCOMPARE(adapter.name, std::string("First"));
-    QCOMPARE(adapter.pciSlot, unknown);
-    QCOMPARE(adapter.pciPort, unknown);
-    QCOMPARE(adapter.deviceId, std::string("DEVICE-A"));
-    QCOMPARE(adapter.description, std::string("Card"));
+    QCOMPARE(textOf(adapter), completed);
+    AdapterInfo other = {"DEVICE-A", name.toUpper().toStdString(), "Card"};
+    appendPciLocation(other);
+    QCOMPARE(textOf(other), "DEVICE-A|" + name.toUpper() + "|Card|-1|-1|0|0");
 }
 
-QTEST_GUILESS_MAIN(TestPciLocation)
+QTEST_GUILESS_MAIN(PciLocationTest)
 
 #include "tst_pcilocation.moc"
