@@ -7,18 +7,31 @@
 class PrintedMessages
 {
 public:
-    PrintedMessages() : m_previous(qInstallMessageHandler(collect)) { s_messages.clear(); }
+    PrintedMessages() : m_previous(qInstallMessageHandler(collect))
+    {
+        s_texts.clear();
+        s_origins.clear();
+    }
     ~PrintedMessages() { qInstallMessageHandler(m_previous); }
     PrintedMessages(const PrintedMessages &) = delete;
     PrintedMessages &operator=(const PrintedMessages &) = delete;
 
-    QStringList texts() const { return s_messages; }
+    QStringList texts() const { return s_texts; }
+
+    /// Returns each message's type and the place that it names, as in "0 main.cpp:12:main".
+    QStringList origins() const { return s_origins; }
 
 private:
-    static void collect(QtMsgType, const QMessageLogContext &, const QString &text)
+    static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
-        if (!isOfThePlatform(text))
-            s_messages.append(text);
+        if (isOfThePlatform(text))
+            return;
+        s_texts.append(text);
+        s_origins.append(QString("%1 %2:%3:%4")
+                             .arg(type)
+                             .arg(context.file)
+                             .arg(context.line)
+                             .arg(context.function));
     }
 
     /// The platform plugin that needs no display says the one of every window, and under Wine that
@@ -29,6 +42,7 @@ private:
                text.startsWith("EnableNonClientDpiScaling() failed");
     }
 
-    static inline QStringList s_messages;
+    static inline QStringList s_texts;
+    static inline QStringList s_origins;
     QtMessageHandler m_previous;
 };
