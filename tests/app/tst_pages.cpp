@@ -1,6 +1,7 @@
 #include "app/ConclusionPage.h"
 #include "app/IntroductionPage.h"
 #include "app/OrvantaConfigurator.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/MarkingTranslator.h"
 #include "tests/support/MissingImages.h"
@@ -51,69 +52,37 @@ class PagesTest : public QObject
     Q_OBJECT
 
 private slots:
-    void showsTitles_data();
-    void showsTitles();
-    void translatesTitlesOnly_data();
-    void translatesTitlesOnly();
+    void introducesItself_data();
+    void introducesItself();
     void explainsTheProcedure();
-    void keepsTheExplanationInEnglish();
     void concludesWithoutBody();
-    void leadsToNextPage_data();
-    void leadsToNextPage();
-    void hasNoMetaObjectOfItsOwn_data();
-    void hasNoMetaObjectOfItsOwn();
     void showsLogoInHeader_data();
     void showsLogoInHeader();
-    void staysSilentWithoutLogo_data();
-    void staysSilentWithoutLogo();
     void belongsToItsParent();
-
-private:
-    static void addPages();
 };
 
-void PagesTest::addPages()
+void PagesTest::introducesItself_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::newRow("introduction") << "introduction";
-    QTest::newRow("conclusion") << "conclusion";
+    const DataRows<QString, QString, int> row("title", "subTitle", "nextId");
+    row("introduction", "Introduction", introductionSubTitle, 1);
+    row("conclusion", "Setup Complete", QString("The Orvanta configuration is completed."), -1);
 }
 
-void PagesTest::showsTitles_data()
+void PagesTest::introducesItself()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("subTitle");
-    QTest::newRow("introduction") << "introduction"
-                                  << "Introduction" << introductionSubTitle;
-    QTest::newRow("conclusion") << "conclusion"
-                                << "Setup Complete"
-                                << "The Orvanta configuration is completed.";
-}
-
-void PagesTest::showsTitles()
-{
-    QFETCH(QString, name);
-    const auto page = createPage(name);
-    QTEST(page->title(), "title");
-    QTEST(page->subTitle(), "subTitle");
-}
-
-void PagesTest::translatesTitlesOnly_data()
-{
-    showsTitles_data();
-}
-
-void PagesTest::translatesTitlesOnly()
-{
-    QFETCH(QString, name);
     QFETCH(QString, title);
+    const auto page = createPage(QTest::currentDataTag());
+    QCOMPARE(page->title(), title);
+    QTEST(page->subTitle(), "subTitle");
+    QTEST(page->nextId(), "nextId");
+    QCOMPARE(page->metaObject(), &QWizardPage::staticMetaObject);
+
+    // Only titles are translated.
     MarkingTranslator translator;
     QVERIFY(QApplication::installTranslator(&translator));
-
-    const auto page = createPage(name);
-    QCOMPARE(page->title(), "[" + title + "]");
-    QTEST(page->subTitle(), "subTitle");
+    const auto translatedPage = createPage(QTest::currentDataTag());
+    QCOMPARE(translatedPage->title(), "[" + title + "]");
+    QTEST(translatedPage->subTitle(), "subTitle");
 }
 
 void PagesTest::explainsTheProcedure()
@@ -132,15 +101,10 @@ void PagesTest::explainsTheProcedure()
     QCOMPARE(layout->stretch(0), 0);
     QCOMPARE(layout->itemAt(0)->alignment(), Qt::Alignment());
     QCOMPARE(page.findChildren<QWidget *>().size(), 1);
-}
 
-void PagesTest::keepsTheExplanationInEnglish()
-{
     MarkingTranslator translator;
     QVERIFY(QApplication::installTranslator(&translator));
-
-    const IntroductionPage page(nullptr);
-    QCOMPARE(page.findChild<QLabel *>()->text(), introductionBody);
+    QCOMPARE(IntroductionPage(nullptr).findChild<QLabel *>()->text(), introductionBody);
 }
 
 void PagesTest::concludesWithoutBody()
@@ -150,65 +114,32 @@ void PagesTest::concludesWithoutBody()
     QVERIFY(page.children().isEmpty());
 }
 
-void PagesTest::leadsToNextPage_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<int>("nextId");
-    QTest::newRow("introduction") << "introduction" << 1;
-    QTest::newRow("conclusion") << "conclusion" << -1;
-}
-
-void PagesTest::leadsToNextPage()
-{
-    QFETCH(QString, name);
-    QTEST(createPage(name)->nextId(), "nextId");
-}
-
-void PagesTest::hasNoMetaObjectOfItsOwn_data()
-{
-    addPages();
-}
-
-void PagesTest::hasNoMetaObjectOfItsOwn()
-{
-    QFETCH(QString, name);
-    QCOMPARE(createPage(name)->metaObject(), &QWizardPage::staticMetaObject);
-}
-
 void PagesTest::showsLogoInHeader_data()
 {
-    QTest::addColumn<int>("pageId");
-    QTest::newRow("introduction") << 0;
-    QTest::newRow("conclusion") << 2;
+    const DataRows<int> row("pageId");
+    row("introduction", 0);
+    row("conclusion", 2);
 }
 
 void PagesTest::showsLogoInHeader()
 {
     QFETCH(int, pageId);
-    OrvantaConfigurator wizard;
-    wizard.setStartId(pageId);
-    wizard.show();
+    {
+        OrvantaConfigurator wizard;
+        wizard.setStartId(pageId);
+        wizard.show();
+        QCOMPARE(wizard.currentId(), pageId);
+        QCOMPARE(visiblePictures(wizard), QList<QSize>{QSize(171, 65)});
+        QCOMPARE(wizard.currentPage()->pixmap(QWizard::LogoPixmap).toImage(),
+                 QPixmap(":/fennory.png").toImage());
+    }
 
-    QCOMPARE(wizard.currentId(), pageId);
-    QCOMPARE(visiblePictures(wizard), QList<QSize>{QSize(171, 65)});
-    QCOMPARE(wizard.currentPage()->pixmap(QWizard::LogoPixmap).toImage(),
-             QPixmap(":/fennory.png").toImage());
-}
-
-void PagesTest::staysSilentWithoutLogo_data()
-{
-    showsLogoInHeader_data();
-}
-
-void PagesTest::staysSilentWithoutLogo()
-{
-    QFETCH(int, pageId);
+    // A missing logo is no reason to say anything.
     const MissingImages missing;
     const PrintedMessages messages;
     OrvantaConfigurator wizard;
     wizard.setStartId(pageId);
     wizard.show();
-
     QCOMPARE(visiblePictures(wizard), QList<QSize>());
     QVERIFY(!wizard.currentPage()->title().isEmpty());
     QCOMPARE(messages.texts(), QStringList());

@@ -1,3 +1,5 @@
+#include "tests/support/DataRows.h"
+
 #include <QBitmap>
 #include <QDir>
 #include <QImage>
@@ -35,21 +37,13 @@ class ResourcesTest : public QObject
 
 private slots:
     void liesAtTheRoot();
-    void isStoredAs_data();
-    void isStoredAs();
     void isImage_data();
     void isImage();
-    void isLampOfFourColours_data();
-    void isLampOfFourColours();
-    void isRoundLamp_data();
-    void isRoundLamp();
-    void lampsShareTheirShape();
+    void isLamp_data();
+    void isLamp();
     void loadingPictureMoves();
     void loadingPictureHasOneColour();
     void loadingPictureStartsCheaply();
-
-private:
-    static void addLamps();
 };
 
 void ResourcesTest::liesAtTheRoot()
@@ -60,121 +54,66 @@ void ResourcesTest::liesAtTheRoot()
                           "white.xpm"}));
 }
 
-void ResourcesTest::isStoredAs_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QResource::Compression>("compression");
-    QTest::newRow("logo") << ":/fennory.png" << QResource::NoCompression;
-    QTest::newRow("large logo") << ":/fennory_64x64.png" << QResource::NoCompression;
-    QTest::newRow("loading") << ":/loading.gif" << QResource::NoCompression;
-    QTest::newRow("green") << ":/green.xpm" << QResource::ZlibCompression;
-    QTest::newRow("red") << ":/red.xpm" << QResource::ZlibCompression;
-    QTest::newRow("white") << ":/white.xpm" << QResource::ZlibCompression;
-}
-
-void ResourcesTest::isStoredAs()
-{
-    QFETCH(QString, path);
-    const QResource resource(path);
-    QVERIFY(resource.isValid());
-    QTEST(resource.compressionAlgorithm(), "compression");
-}
-
 void ResourcesTest::isImage_data()
 {
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QByteArray>("format");
-    QTest::addColumn<QSize>("size");
-    QTest::newRow("logo") << ":/fennory.png" << QByteArray("png") << QSize(171, 65);
-    QTest::newRow("large logo") << ":/fennory_64x64.png" << QByteArray("png") << QSize(256, 256);
-    QTest::newRow("loading") << ":/loading.gif" << QByteArray("gif") << QSize(512, 512);
-    QTest::newRow("green") << ":/green.xpm" << QByteArray("xpm") << QSize(32, 32);
-    QTest::newRow("red") << ":/red.xpm" << QByteArray("xpm") << QSize(32, 32);
-    QTest::newRow("white") << ":/white.xpm" << QByteArray("xpm") << QSize(32, 32);
+    const DataRows<QByteArray, QSize, QResource::Compression> row("format", "size", "compression");
+    row(":/fennory.png", "png", {171, 65}, QResource::NoCompression);
+    row(":/fennory_64x64.png", "png", {256, 256}, QResource::NoCompression);
+    row(":/loading.gif", "gif", {512, 512}, QResource::NoCompression);
+    row(":/green.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
+    row(":/red.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
+    row(":/white.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
 }
 
 void ResourcesTest::isImage()
 {
-    QFETCH(QString, path);
-    QImageReader reader(path);
+    const QResource resource(QTest::currentDataTag());
+    QVERIFY(resource.isValid());
+    QTEST(resource.compressionAlgorithm(), "compression");
+
+    QImageReader reader(QTest::currentDataTag());
     reader.setDecideFormatFromContent(true);
     QTEST(reader.format(), "format");
     QTEST(reader.read().size(), "size");
 }
 
-void ResourcesTest::addLamps()
+void ResourcesTest::isLamp_data()
 {
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("fill");
-    QTest::addColumn<QString>("shade");
-    QTest::newRow("green") << ":/green.xpm"
-                           << "#ff00ff00"
-                           << "#ff008000";
-    QTest::newRow("red") << ":/red.xpm"
-                         << "#ffff0000"
-                         << "#ff800000";
-    QTest::newRow("white") << ":/white.xpm"
-                           << "#ffffffff"
-                           << "#ffc0c0c0";
+    const DataRows<QString, QString> row("fill", "shade");
+    row(":/green.xpm", "#ff00ff00", "#ff008000");
+    row(":/red.xpm", "#ffff0000", "#ff800000");
+    row(":/white.xpm", "#ffffffff", "#ffc0c0c0");
 }
 
-void ResourcesTest::isLampOfFourColours_data()
+void ResourcesTest::isLamp()
 {
-    addLamps();
-}
-
-void ResourcesTest::isLampOfFourColours()
-{
-    QFETCH(QString, path);
     QFETCH(QString, fill);
     QFETCH(QString, shade);
+    const QImage image(QTest::currentDataTag());
+
     QStringList expected = {"#ff000000", fill, shade, "transparent"};
     expected.sort();
-    const QImage image(path);
-    QCOMPARE(coloursOf(image).keys(), expected);
-
-    // The image declares no more colours than it uses.
-    const QByteArray source = QResource(path).uncompressedData();
-    QVERIFY(source.contains("\"32 32 4 1"));
-}
-
-void ResourcesTest::isRoundLamp_data()
-{
-    addLamps();
-}
-
-void ResourcesTest::isRoundLamp()
-{
-    QFETCH(QString, path);
-    QFETCH(QString, fill);
-    QFETCH(QString, shade);
-    const QImage image(path);
+    const Colours colours = coloursOf(image);
+    QCOMPARE(colours.keys(), expected);
+    QVERIFY(colours.value(fill) > colours.value(shade));
 
     for (const QPoint &corner : {QPoint(0, 0), QPoint(31, 0), QPoint(0, 31), QPoint(31, 31)})
         QCOMPARE(image.pixelColor(corner).alpha(), 0);
     QCOMPARE(image.pixelColor(16, 16).name(QColor::HexArgb), fill);
-
     // From the left: background, outline, lamp.
     int x = 0;
     while (x < 16 && image.pixelColor(x, 16).alpha() == 0)
         ++x;
     QCOMPARE(image.pixelColor(x, 16), QColor(Qt::black));
 
-    const Colours colours = coloursOf(image);
-    QVERIFY(colours.value(fill) > colours.value(shade));
-}
-
-void ResourcesTest::lampsShareTheirShape()
-{
-    const QByteArray green = QResource(":/green.xpm").uncompressedData();
-    const QByteArray red = QResource(":/red.xpm").uncompressedData();
-    const QByteArray white = QResource(":/white.xpm").uncompressedData();
-    const auto shape = [](const QByteArray &source) {
+    // The image declares no more colours than it uses, and all have one shape.
+    const auto shapeOf = [](const QString &path) {
+        const QByteArray source = QResource(path).uncompressedData();
         return source.mid(source.indexOf("\"32 32 4 1")).split('\n').mid(5);
     };
-    QVERIFY(shape(green).size() >= 32);
-    QCOMPARE(shape(red), shape(green));
-    QCOMPARE(shape(white), shape(green));
+    QVERIFY(QResource(QTest::currentDataTag()).uncompressedData().contains("\"32 32 4 1"));
+    QVERIFY(shapeOf(":/green.xpm").size() >= 32);
+    QCOMPARE(shapeOf(QTest::currentDataTag()), shapeOf(":/green.xpm"));
 }
 
 void ResourcesTest::loadingPictureMoves()

@@ -3,6 +3,7 @@
 #include "platform/KernelApi.h"
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QFile>
@@ -40,9 +41,6 @@ void reportNoAccess()
     printKernelError(noAccess, "the command", "the message");
 }
 
-/// Has a table entry answer in another way.
-using Replacement = void (*)();
-
 } // namespace
 
 class ErrorReportTest : public QObject
@@ -54,7 +52,6 @@ private slots:
     void printsTheReport();
     void printsNothingForCodeZero();
     void asksAndPrintsInOrder();
-    void printsWhatTheLibraryAndTheConsoleGive_data();
     void printsWhatTheLibraryAndTheConsoleGive();
     void colorsTheReportRedAndRestoresTheColor_data();
     void colorsTheReportRedAndRestoresTheColor();
@@ -64,15 +61,8 @@ private slots:
 
 void ErrorReportTest::printsTheReport_data()
 {
-    QTest::addColumn<std::uint32_t>("code");
-    QTest::addColumn<QString>("errorName");
-    QTest::addColumn<QString>("errorText");
-    QTest::addColumn<QByteArray>("output");
-
-    const auto row = [](const char *name, std::uint32_t code, const QString &errorName,
-                        const QString &errorText, const char *output) {
-        QTest::newRow(name) << code << errorName << errorText << QByteArray(output);
-    };
+    const DataRows<std::uint32_t, QString, QString, QByteArray> row("code", "errorName",
+                                                                    "errorText", "output");
     row("without further text", noAccess, "EXAMPLE_ERROR", "",
         "ERROR (10160000 = 'EXAMPLE_ERROR') -\n  the command: the message\n\n");
     row("with further text", noAccess, "EXAMPLE_ERROR", "Ask the administrator.",
@@ -170,74 +160,47 @@ void ErrorReportTest::asksAndPrintsInOrder()
     QCOMPARE(printed, report + "Further text.\n");
 }
 
-void ErrorReportTest::printsWhatTheLibraryAndTheConsoleGive_data()
-{
-    QTest::addColumn<Replacement>("replace");
-    QTest::addColumn<QByteArray>("output");
-
-    const auto row = [](const char *name, Replacement replace, const char *output) {
-        QTest::newRow(name) << replace << QByteArray(output);
-    };
-    const auto withName = [](const char *name, Replacement replace, const char *errorName) {
-        QTest::newRow(name) << replace
-                            << QByteArray("ERROR (10160000 = '") + errorName +
-                                   "') -\n  the command: the message\n\n";
-    };
-    row(
-        "text that the library refuses",
-        [] {
-            kernelApi().errorText.function = [](auto, auto, const char **text, auto) {
-                *text = "must not be printed";
-                return noAccess;
-            };
-        },
-        "ERROR (10160000 = 'EXAMPLE_ERROR') -\n  the command: the message\n");
-    withName(
-        "null text",
-        [] {
-            kernelApi().errorText.function = [](auto, auto, const char **text, auto) {
-                *text = nullptr;
-                return 0;
-            };
-        },
-        "EXAMPLE_ERROR");
-    withName(
-        "no name", [] { kernelApi().errorName.function = [](auto...) { return noAccess; }; }, "");
-    withName(
-        "name in spite of an error",
-        [] {
-            kernelApi().errorName.function = [](auto, const char **name, auto) {
-                *name = "NAME";
-                return noAccess;
-            };
-        },
-        "NAME");
-    withName(
-        "no console",
-        [] {
-            windowsApi().GetStdHandle.function = [](auto) { return nullptr; };
-            windowsApi().GetConsoleScreenBufferInfo.function = [](auto...) { return FALSE; };
-            windowsApi().SetConsoleTextAttribute.function = [](auto...) { return FALSE; };
-        },
-        "EXAMPLE_ERROR");
-}
-
 void ErrorReportTest::printsWhatTheLibraryAndTheConsoleGive()
 {
-    QFETCH(Replacement, replace);
-
     const SimulatedMachine machine{SimulatedPc()};
-    replace();
-    QTEST(printedBy(reportNoAccess), "output");
+    const auto reportWithName = [](const QByteArray &name) {
+        return "ERROR (10160000 = '" + name + "') -\n  the command: the message\n";
+    };
+
+    kernelApi().errorText.function = [](auto, auto, const char **text, auto) {
+        *text = "of a call that fails";
+        return noAccess;
+    };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("EXAMPLE_ERROR"));
+
+    kernelApi().errorText.function = [](auto, auto, const char **text, auto) {
+        *text = nullptr;
+        return 0;
+    };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("EXAMPLE_ERROR") + "\n");
+
+    kernelApi().errorName.function = [](auto...) { return noAccess; };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("") + "\n");
+
+    // Unlike a text, a name counts in spite of an error.
+    kernelApi().errorName.function = [](auto, const char **name, auto) {
+        *name = "NAME";
+        return noAccess;
+    };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
+
+    windowsApi().GetStdHandle.function = [](auto) { return nullptr; };
+    windowsApi().GetConsoleScreenBufferInfo.function = [](auto...) { return FALSE; };
+    windowsApi().SetConsoleTextAttribute.function = [](auto...) { return FALSE; };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
 }
 
 void ErrorReportTest::colorsTheReportRedAndRestoresTheColor_data()
 {
-    QTest::addColumn<int>("before");
-
-    QTest::newRow("white on black") << 0x07;
-    QTest::newRow("white on blue") << 0x17;
-    QTest::newRow("all bits") << 0xFFFF;
+    const DataRows<int> row("before");
+    row("white on black", 0x07);
+    row("white on blue", 0x17);
+    row("all bits", 0xFFFF);
 }
 
 void ErrorReportTest::colorsTheReportRedAndRestoresTheColor()
@@ -264,14 +227,7 @@ void ErrorReportTest::colorsTheReportRedAndRestoresTheColor()
 
 void ErrorReportTest::printsALine_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<bool>("lineBreak");
-    QTest::addColumn<QByteArray>("output");
-
-    const auto row = [](const char *name, const QByteArray &text, bool lineBreak,
-                        const QByteArray &output) {
-        QTest::newRow(name) << text << lineBreak << output;
-    };
+    const DataRows<QByteArray, bool, QByteArray> row("text", "lineBreak", "output");
     row("text and line break", "No adapters found!", true, "No adapters found!\n");
     row("text alone", "No adapters found!", false, "No adapters found!");
     row("empty text and line break", "", true, "\n");

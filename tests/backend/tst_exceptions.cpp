@@ -1,5 +1,7 @@
 #include "backend/Exceptions.h"
 
+#include "tests/support/DataRows.h"
+
 #include <QMap>
 #include <QTest>
 
@@ -87,10 +89,7 @@ private slots:
 
 void ExceptionsTest::throwsTheClassOfTheCode_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QByteArray>("className");
-    QTest::addColumn<int>("codeOfTheClass");
-
+    const DataRows<int, QByteArray, int> row("code", "className", "codeOfTheClass");
     addClass<NotInitializedException>(-100);
     addClass<InvalidStateException>(-101);
     addClass<NotOpenedException>(-102);
@@ -158,16 +157,11 @@ void ExceptionsTest::keepsMessageAndCodeInACopy()
 
 void ExceptionsTest::formatsTheMessage_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QByteArray>("message");
-
-    const auto row = [](int code, const char *message) {
-        QTest::addRow("%d", code) << code << QByteArray(message);
-    };
-    row(-104, "Code: [-104] - Error description: ErrCode: -104");
-    row(0, "Code: [0] - Error description: ErrCode: 0");
-    row(12, "Code: [12] - Error description: ErrCode: 12");
-    row(std::numeric_limits<int>::min(),
+    const DataRows<int, QByteArray> row("code", "message");
+    row("negative", -104, "Code: [-104] - Error description: ErrCode: -104");
+    row("zero", 0, "Code: [0] - Error description: ErrCode: 0");
+    row("positive", 12, "Code: [12] - Error description: ErrCode: 12");
+    row("lowest", std::numeric_limits<int>::min(),
         "Code: [-2147483648] - Error description: ErrCode: -2147483648");
 }
 

@@ -4,6 +4,7 @@
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/backend/SessionCalls.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -146,45 +147,35 @@ private slots:
 
 void GEVBackendOrvantaTest::runsASession_data()
 {
-    QTest::addColumn<int>("failingOrdinal");
-    QTest::addColumn<int>("refusedSharedMemoryCall");
-    QTest::addColumn<QStringList>("calls");
-    QTest::addColumn<QByteArray>("output");
-    QTest::addColumn<QString>("thrown");
-
-    const auto row = [](const char *name, int failingOrdinal, int refusedSharedMemoryCall,
-                        const QStringList &calls, const QByteArray &output = "",
-                        const QString &thrown = "") {
-        QTest::newRow(name) << failingOrdinal << refusedSharedMemoryCall << calls << output
-                            << thrown;
-    };
+    const DataRows<int, int, QStringList, QByteArray, QString> row(
+        "failingOrdinal", "refusedSharedMemoryCall", "calls", "output", "thrown");
     const auto refused = [&](const char *name, int ordinal, qsizetype callCount,
                              const QString &command, const QString &failure) {
-        row(name, ordinal, 0,
-            openingCalls.first(callCount) + reportCalls(command) +
-                (callCount > 2 ? closingCalls : QStringList()),
+        row(name, ordinal, 0, openingCalls.first(callCount) + reportCalls(command) + closingCalls,
             report(command, failure + ": "), "std::runtime_error: " + failure);
     };
-    row("success", 0, 0, openingCalls + closingCalls);
-    refused("13 open driver", 13, 1, openDriverCommand, "Unable to open the driver!");
+    row("success", 0, 0, openingCalls + closingCalls, "", "");
+    row("13 open driver", 13, 0, openingCalls.first(1) + reportCalls(openDriverCommand),
+        report(openDriverCommand, "Unable to open the driver!: "),
+        "std::runtime_error: Unable to open the driver!");
     row("37 create shared memory", 37, 0, openingCalls.first(2) + reportCalls(createMemoryCommand),
         report(createMemoryCommand, "Unable to create shared memory!: "),
         dplException<DPL::NoAccessException>(-112));
     row("29 first call", 0, 1,
         openingCalls.first(3) + reportCalls(firstGetMemoryCommand) + openingCalls.mid(3) +
             closingCalls,
-        report(firstGetMemoryCommand));
+        report(firstGetMemoryCommand), "");
     refused("182 system information", 182, 4, systemInformationCommand,
             "Could not get system information");
     refused("55 load kernel", 55, 5, loadKernelCommand,
             "Unable to load DLL! Is the DLL in the search path?");
     row("29 second call", 0, 2, openingCalls + reportCalls(getMemoryCommand) + closingCalls,
-        report(getMemoryCommand));
+        report(getMemoryCommand), "");
     row("29 on closing", 0, 3,
         openingCalls + closingCalls.first(1) + reportCalls(getMemoryCommand) + closingCalls.last(1),
-        report(getMemoryCommand));
-    row("38 free shared memory", 38, 0, openingCalls + closingCalls);
-    row("14 close driver", 14, 0, openingCalls + closingCalls);
+        report(getMemoryCommand), "");
+    row("38 free shared memory", 38, 0, openingCalls + closingCalls, "", "");
+    row("14 close driver", 14, 0, openingCalls + closingCalls, "", "");
 }
 
 void GEVBackendOrvantaTest::runsASession()
@@ -207,16 +198,11 @@ void GEVBackendOrvantaTest::runsASession()
 
 void GEVBackendOrvantaTest::throwsTheExceptionOfTheSharedMemoryCode_data()
 {
-    QTest::addColumn<std::uint32_t>("code");
-    QTest::addColumn<QString>("thrown");
-
-    const auto row = [](std::uint32_t code, const QString &thrown) {
-        QTest::addRow("%08X", code) << code << thrown;
-    };
-    row(0x101F0000, dplException<DPL::NotFoundException>(-104));
-    row(0x10390000, dplException<DPL::BusyException>(-123));
-    row(0x101F0001, dplException<DPL::GenericException>(-200));
-    row(0x10070000, dplException<DPL::GenericException>(-458752));
+    const DataRows<std::uint32_t, QString> row("code", "thrown");
+    row("not found", 0x101F0000, dplException<DPL::NotFoundException>(-104));
+    row("busy", 0x10390000, dplException<DPL::BusyException>(-123));
+    row("unknown", 0x101F0001, dplException<DPL::GenericException>(-200));
+    row("computed", 0x10070000, dplException<DPL::GenericException>(-458752));
 }
 
 void GEVBackendOrvantaTest::throwsTheExceptionOfTheSharedMemoryCode()
@@ -299,13 +285,11 @@ void GEVBackendOrvantaTest::laysRecordsOutAsTheKernelDoes()
 
 void GEVBackendOrvantaTest::writesTheSharedMemory_data()
 {
-    QTest::addColumn<bool>("optionA");
-    QTest::addColumn<bool>("optionB");
-
-    QTest::newRow("both options") << true << true;
-    QTest::newRow("first alone") << true << false;
-    QTest::newRow("second alone") << false << true;
-    QTest::newRow("none") << false << false;
+    const DataRows<bool, bool> row("optionA", "optionB");
+    row("both options", true, true);
+    row("first alone", true, false);
+    row("second alone", false, true);
+    row("none", false, false);
 }
 
 void GEVBackendOrvantaTest::writesTheSharedMemory()
@@ -373,19 +357,15 @@ void GEVBackendOrvantaTest::knowsTheSharedMemoryHandle()
 
 void GEVBackendOrvantaTest::opensOnceMore_data()
 {
-    QTest::addColumn<QByteArray>("failedOperation");
-    QTest::addColumn<bool>("isClosed");
-    QTest::addColumn<QStringList>("calls");
-
+    const DataRows<QByteArray, bool, QStringList> row("failedOperation", "isClosed", "calls");
     const QStringList reloading = openingCalls.mid(3);
-    QTest::newRow("open") << QByteArray() << false << reloading;
-    QTest::newRow("system information failed")
-        << QByteArray("OV_getSystemInformation") << false << reloading;
-    QTest::newRow("driver failed") << QByteArray("OV_openDriver") << false << openingCalls;
+    row("open", QByteArray(), false, reloading);
+    row("system information failed", "OV_getSystemInformation", false, reloading);
+    row("driver failed", "OV_openDriver", false, openingCalls);
     // The simulated kernel counts its handles on: 1 was the memory, 2 the library.
     QStringList withNextHandle = openingCalls;
     withNextHandle.replaceInStrings("OV_getSharedMemEx(1", "OV_getSharedMemEx(3");
-    QTest::newRow("closed") << QByteArray() << true << withNextHandle;
+    row("closed", QByteArray(), true, withNextHandle);
 }
 
 void GEVBackendOrvantaTest::opensOnceMore()
@@ -449,12 +429,7 @@ void GEVBackendOrvantaTest::freesTheKernelLibraryThatTheMemoryNames()
 
 void GEVBackendOrvantaTest::namesTheKernelLibrary_data()
 {
-    QTest::addColumn<QByteArray>("folder");
-    QTest::addColumn<QByteArray>("path");
-
-    const auto row = [](const char *name, const QByteArray &folder, const QByteArray &path) {
-        QTest::newRow(name) << folder << path;
-    };
+    const DataRows<QByteArray, QByteArray> row("folder", "path");
     row("no folder", "", "gevOrvanta_kernel.dll");
     row("folder", "D", "D/gevOrvanta_kernel.dll");
     row("backslashes", R"(C:\Program Files\P)", R"(C:\Program Files\P/gevOrvanta_kernel.dll)");

@@ -5,6 +5,7 @@
 #include "simulator/SimulatedMachine.h"
 #include "tests/backend/SessionCalls.h"
 #include "tests/support/AdapterTexts.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -18,7 +19,6 @@ namespace
 {
 
 constexpr std::uint32_t noAccess = 0x10160000;
-constexpr std::uint32_t unknownCode = 0x10010000;
 
 constexpr auto failWithoutMemory = [](auto...) -> std::uint32_t { throw std::bad_alloc(); };
 
@@ -150,20 +150,13 @@ void KernelAdaptersTest::runsOneSession()
 
 void KernelAdaptersTest::reportsAFailedSession_data()
 {
-    QTest::addColumn<int>("ordinal");
-    QTest::addColumn<std::uint32_t>("code");
-    QTest::addColumn<QString>("errorText");
-
-    const auto row = [](const char *name, int ordinal, std::uint32_t code, const QString &text) {
-        QTest::newRow(name) << ordinal << code << "[ERROR]: " + text;
-    };
-    row("open driver", 13, noAccess, "Unable to open the driver!");
-    row("create shared memory, unknown code", 37, unknownCode,
-        "Code: [-200] - Error description: ErrCode: -200");
-    row("create shared memory, not found", 37, 0x101F0000,
-        "Code: [-104] - Error description: ErrCode: -104");
-    row("system information", 182, noAccess, "Could not get system information");
-    row("load kernel", 55, noAccess, "Unable to load DLL! Is the DLL in the search path?");
+    const DataRows<int, std::uint32_t, QString> row("ordinal", "code", "errorText");
+    row("standard exception", 13, noAccess, "[ERROR]: Unable to open the driver!");
+    row("exception of the program", 37, 0x101F0000,
+        "[ERROR]: Code: [-104] - Error description: ErrCode: -104");
+    row("unknown code", 37, 0x10010000, "[ERROR]: Code: [-200] - Error description: ErrCode: -200");
+    row("system information", 182, noAccess, "[ERROR]: Could not get system information");
+    row("load kernel", 55, noAccess, "[ERROR]: Unable to load DLL! Is the DLL in the search path?");
 }
 
 void KernelAdaptersTest::reportsAFailedSession()

@@ -2,8 +2,8 @@
 
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
-#include "tests/backend/SessionCalls.h"
 #include "tests/support/AdapterTexts.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -64,7 +64,6 @@ class KernelDevicesTest : public QObject
 
 private slots:
     void listsTheDevices();
-    void callsTheKernelInOrder();
     void fallsBackToTheIdentifier();
     void forgetsTheDevicesOfTheLastListing();
     void countsTheDevicesThatBearTheName_data();
@@ -91,17 +90,6 @@ void KernelDevicesTest::listsTheDevices()
                                              "DEVICE-B|Example card|Example card|-1|-1|0|0"}));
 }
 
-void KernelDevicesTest::callsTheKernelInOrder()
-{
-    Session session(pcWithDevices({"First", "Second"}));
-    const qsizetype before = session.machine.kernel().calls().size();
-    session.enumerate();
-
-    const QStringList endOfDevices = deviceCalls(2, "").first(1);
-    QCOMPARE(session.machine.kernel().calls().mid(before),
-             deviceCalls(0, "DEVICE-1") + deviceCalls(1, "DEVICE-2") + endOfDevices);
-}
-
 void KernelDevicesTest::fallsBackToTheIdentifier()
 {
     SimulatedPc pc = pcWithDevices({"First"});
@@ -125,16 +113,12 @@ void KernelDevicesTest::forgetsTheDevicesOfTheLastListing()
 
 void KernelDevicesTest::countsTheDevicesThatBearTheName_data()
 {
-    QTest::addColumn<QStringList>("names");
-    QTest::addColumn<QList<int>>("flags");
-
-    QTest::newRow("second and fourth")
-        << QStringList{"Card", "Orvanta card", "Card", "Orvanta card"} << QList<int>{0, 0, 1, 1};
-    QTest::newRow("at any position")
-        << QStringList{"Orvanta", "The Orvanta card", "TheOrvantaCard", "Card by Orvanta", "Last"}
-        << QList<int>{0, 1, 2, 3, 4};
-    QTest::newRow("in other capitals")
-        << QStringList{"orvanta", "ORVANTA", "Orvant", "Last"} << QList<int>{0, 0, 0, 0};
+    const DataRows<QStringList, QList<int>> row("names", "flags");
+    row("second and fourth", {"Card", "Orvanta card", "Card", "Orvanta card"}, {0, 0, 1, 1});
+    row("at any position",
+        {"Orvanta", "The Orvanta card", "TheOrvantaCard", "Card by Orvanta", "Last"},
+        {0, 1, 2, 3, 4});
+    row("in other capitals", {"orvanta", "ORVANTA", "Orvant", "Last"}, {0, 0, 0, 0});
 }
 
 void KernelDevicesTest::countsTheDevicesThatBearTheName()
@@ -155,14 +139,7 @@ void KernelDevicesTest::countsInEightBits()
 
 void KernelDevicesTest::endsBehindTheLastDevice_data()
 {
-    QTest::addColumn<int>("deviceCount");
-    QTest::addColumn<std::uint32_t>("endCode");
-    QTest::addColumn<QByteArray>("output");
-
-    const auto row = [](const char *name, int deviceCount, std::uint32_t endCode,
-                        const QByteArray &output) {
-        QTest::newRow(name) << deviceCount << endCode << output;
-    };
+    const DataRows<int, std::uint32_t, QByteArray> row("deviceCount", "endCode", "output");
     const auto reported = [](const QByteArray &code) {
         return "ERROR (" + code +
                " = 'EXAMPLE_ERROR') -\n"
@@ -193,14 +170,7 @@ void KernelDevicesTest::endsBehindTheLastDevice()
 
 void KernelDevicesTest::choosesTheTexts_data()
 {
-    QTest::addColumn<QByteArray>("identifier");
-    QTest::addColumn<QByteArray>("name");
-    QTest::addColumn<QByteArray>("description");
-
-    const auto row = [](const char *title, const QByteArray &identifier, const QByteArray &name,
-                        const QByteArray &description) {
-        QTest::newRow(title) << identifier << name << description;
-    };
+    const DataRows<QByteArray, QByteArray, QByteArray> row("identifier", "name", "description");
     row("friendly name", "A", "Friendly", "Description");
     row("no friendly name", "B", "Description", "Description");
     row("device that is not listed", "C", "Hidden", "Description");
@@ -228,17 +198,15 @@ void KernelDevicesTest::choosesTheTexts()
 
 void KernelDevicesTest::readsUnterminatedTextsNoFurtherThanTheirField_data()
 {
-    QTest::addColumn<QByteArray>("descriptionField");
-    QTest::addColumn<QByteArray>("friendlyNameField");
-    QTest::addColumn<QByteArray>("name");
-
+    const DataRows<QByteArray, QByteArray, QByteArray> row("descriptionField", "friendlyNameField",
+                                                           "name");
     const QByteArray fullDescription(sizeof(DeviceInfo::description), 'd');
     const QByteArray fullFriendlyName(sizeof(DeviceInfo::friendlyName), 'f');
     const QByteArray none;
-    QTest::newRow("description") << fullDescription << QByteArray("Port") << QByteArray("Port");
-    QTest::newRow("friendly name") << QByteArray("Card") << fullFriendlyName << fullFriendlyName;
-    QTest::newRow("description as the name") << fullDescription << none << fullDescription;
-    QTest::newRow("both") << fullDescription << fullFriendlyName << fullFriendlyName;
+    row("description", fullDescription, "Port", "Port");
+    row("friendly name", "Card", fullFriendlyName, fullFriendlyName);
+    row("description as the name", fullDescription, none, fullDescription);
+    row("both", fullDescription, fullFriendlyName, fullFriendlyName);
 }
 
 void KernelDevicesTest::readsUnterminatedTextsNoFurtherThanTheirField()

@@ -3,6 +3,7 @@
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/backend/SessionCalls.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QFile>
@@ -168,9 +169,7 @@ void TerminationTest::closesWithoutMemory()
 
 void TerminationTest::releasesTheSession_data()
 {
-    QTest::addColumn<QStringList>("calls");
-    QTest::addColumn<QByteArray>("output");
-
+    const DataRows<QStringList, QByteArray> row("calls", "output");
     const QString command = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
     const auto report = [&](const QString &code) {
         return QString("ERROR (%1 = 'EXAMPLE_ERROR') -\n  %2: Error running command %2\n\n")
@@ -180,21 +179,19 @@ void TerminationTest::releasesTheSession_data()
     const QStringList release = {getMemoryCall, "releaseSecondObject(56, 0)",
                                  "releaseFirstObject(52, 0)"};
 
-    QTest::newRow("open") << release + closingCalls << QByteArray("");
-    QTest::newRow("memory refused")
-        << QStringList(getMemoryCall) + reportCalls(command) + closingCalls << report("10160000");
-    QTest::newRow("never opened") << QStringList("OV_getSharedMemEx(0, 0)") +
-                                         reportCalls(command, "0x100D0000")
-                                  << report("100D0000");
+    row("open", release + closingCalls, "");
+    row("memory refused", QStringList(getMemoryCall) + reportCalls(command) + closingCalls,
+        report("10160000"));
+    row("never opened", QStringList("OV_getSharedMemEx(0, 0)") + reportCalls(command, "0x100D0000"),
+        report("100D0000"));
     // The end of any session clears the way to the current one.
-    QTest::newRow("later session closed") << QStringList() << QByteArray("");
+    row("later session closed", {}, "");
     const QStringList ofTheSecond = QStringList(release + closingCalls)
                                         .replaceInStrings("(1, ", "(3, ")
                                         .replaceInStrings("(52, ", "(0, ")
                                         .replaceInStrings("(56, ", "(0, ");
-    QTest::newRow("two sessions") << ofTheSecond << QByteArray("");
-    QTest::newRow("memory exhausted")
-        << QStringList() << QByteArray(releaseWithoutMemory) + closeWithoutMemory;
+    row("two sessions", ofTheSecond, "");
+    row("memory exhausted", {}, QByteArray(releaseWithoutMemory) + closeWithoutMemory);
 }
 
 void TerminationTest::releasesTheSession()

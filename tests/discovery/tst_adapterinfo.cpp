@@ -1,6 +1,7 @@
 #include "discovery/AdapterInfo.h"
 
 #include "tests/support/AdapterTexts.h"
+#include "tests/support/DataRows.h"
 
 #include <QTest>
 
@@ -41,16 +42,14 @@ void AdapterInfoTest::isAPlainValue()
 
 void AdapterInfoTest::comparesIdentifiersAlone_data()
 {
-    QTest::addColumn<std::string>("other");
-    QTest::addColumn<bool>("isEqual");
-
-    QTest::newRow("same") << "A\0B"s << true;
-    QTest::newRow("empty") << ""s << false;
-    QTest::newRow("letter case") << "a\0B"s << false;
-    QTest::newRow("longer") << "A\0BC"s << false;
-    QTest::newRow("blank at the end") << "A\0B "s << false;
-    QTest::newRow("difference behind a NUL") << "A\0C"s << false;
-    QTest::newRow("longer by a NUL") << "A\0B\0"s << false;
+    const DataRows<std::string, bool> row("other", "isEqual");
+    row("same", "A\0B"s, true);
+    row("empty", ""s, false);
+    row("letter case", "a\0B"s, false);
+    row("longer", "A\0BC"s, false);
+    row("blank at the end", "A\0B "s, false);
+    row("difference behind a NUL", "A\0C"s, false);
+    row("longer by a NUL", "A\0B\0"s, false);
 }
 
 void AdapterInfoTest::comparesIdentifiersAlone()

@@ -1,5 +1,7 @@
 #include "discovery/EntryText.h"
 
+#include "tests/support/DataRows.h"
+
 #include <QTest>
 
 class EntryTextTest : public QObject
@@ -21,16 +23,9 @@ private slots:
 
 void EntryTextTest::buildsTheEntryText_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<std::uint32_t>("slot");
-    QTest::addColumn<std::uint32_t>("port");
-    QTest::addColumn<QString>("entryText");
-
+    const DataRows<QString, std::uint32_t, std::uint32_t, QString> row("name", "slot", "port",
+                                                                       "entryText");
     constexpr std::uint32_t unknown = 0xFFFFFFFF;
-    const auto row = [](const char *title, const char *name, std::uint32_t slot, std::uint32_t port,
-                        const char *entryText) {
-        QTest::newRow(title) << name << slot << port << entryText;
-    };
     row("slot and port", "Adapter", 0, 1, "Adapter. PCI Slot: 0, Port: 1");
     row("slot unknown", "Adapter", unknown, 1, "Adapter");
     row("port unknown", "Adapter", 0, unknown, "Adapter");
@@ -51,12 +46,7 @@ void EntryTextTest::buildsTheEntryText()
 
 void EntryTextTest::readsTheAdapterName_data()
 {
-    QTest::addColumn<QString>("entryText");
-    QTest::addColumn<QString>("name");
-
-    const auto row = [](const char *title, const char *entryText, const char *name) {
-        QTest::newRow(title) << entryText << name;
-    };
+    const DataRows<QString, QString> row("entryText", "name");
     row("slot and port", "Example Adapter. PCI Slot: 0, Port: 1", "Example Adapter");
     row("name alone", "Example Adapter", "Example Adapter");
     row("empty", "", "");
@@ -75,12 +65,7 @@ void EntryTextTest::readsTheAdapterName()
 
 void EntryTextTest::readsThePciSlot_data()
 {
-    QTest::addColumn<QString>("entryText");
-    QTest::addColumn<QString>("slot");
-
-    const auto row = [](const char *title, const char *entryText, const char *slot) {
-        QTest::newRow(title) << entryText << slot;
-    };
+    const DataRows<QString, QString> row("entryText", "slot");
     row("slot and port", "Card. PCI Slot: 3, Port: 0", " 3");
     row("no blank", "Card. PCI Slot:3, Port: 1", "3");
     row("leading zero", "Card. PCI Slot: 03, Port: 1", " 03");
@@ -105,17 +90,15 @@ void EntryTextTest::readsThePciSlot()
 
 void EntryTextTest::joinsEntryTexts_data()
 {
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<QString>("joined");
-
-    QTest::newRow("none") << QStringList() << "";
-    QTest::newRow("one") << QStringList{"A"} << "A";
-    QTest::newRow("two") << QStringList{"A", "B"} << "A + B";
-    QTest::newRow("in order") << QStringList{"B", "A"} << "B + A";
-    QTest::newRow("three") << QStringList{"A", "B", "C"} << "A + B + C";
-    QTest::newRow("empty parts") << QStringList{"", ""} << " + ";
-    QTest::newRow("entry texts") << QStringList{"Card. PCI Slot: 0, Port: 1", "Other"}
-                                 << "Card. PCI Slot: 0, Port: 1 + Other";
+    const DataRows<QStringList, QString> row("texts", "joined");
+    row("none", {}, "");
+    row("one", {"A"}, "A");
+    row("two", {"A", "B"}, "A + B");
+    row("in order", {"B", "A"}, "B + A");
+    row("three", {"A", "B", "C"}, "A + B + C");
+    row("empty parts", {"", ""}, " + ");
+    row("entry texts", {"Card. PCI Slot: 0, Port: 1", "Other"},
+        "Card. PCI Slot: 0, Port: 1 + Other");
 }
 
 void EntryTextTest::joinsEntryTexts()
@@ -130,18 +113,16 @@ void EntryTextTest::joinsEntryTexts()
 
 void EntryTextTest::splitsDualLinkText_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("parts");
-
-    QTest::newRow("two") << "A + B" << QStringList{"A", "B"};
-    QTest::newRow("one") << "A" << QStringList{"A"};
-    QTest::newRow("three") << "A + B + C" << QStringList{"A", "B", "C"};
-    QTest::newRow("empty first") << " + B" << QStringList{"", "B"};
-    QTest::newRow("empty last") << "A + " << QStringList{"A", ""};
-    QTest::newRow("empty") << "" << QStringList{""};
-    QTest::newRow("no blanks") << "A+B" << QStringList{"A+B"};
-    QTest::newRow("blank on one side") << "A +B" << QStringList{"A +B"};
-    QTest::newRow("further blanks stay") << "A  +  B" << QStringList{"A ", " B"};
+    const DataRows<QString, QStringList> row("text", "parts");
+    row("two", "A + B", {"A", "B"});
+    row("one", "A", {"A"});
+    row("three", "A + B + C", {"A", "B", "C"});
+    row("empty first", " + B", {"", "B"});
+    row("empty last", "A + ", {"A", ""});
+    row("empty", "", {""});
+    row("no blanks", "A+B", {"A+B"});
+    row("blank on one side", "A +B", {"A +B"});
+    row("further blanks stay", "A  +  B", {"A ", " B"});
 }
 
 void EntryTextTest::splitsDualLinkText()

@@ -3,6 +3,7 @@
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/AdapterTexts.h"
+#include "tests/support/DataRows.h"
 
 #include <QTest>
 
@@ -31,30 +32,17 @@ SimulatedPc pcWith(const QList<SimulatedDeviceNode> &nodes)
     return pc;
 }
 
-/// The outputs of resolvePciLocation(), preset with values that no device has.
-struct Resolution {
+const QString preset = "preset identifier|preset description|111|222";
+
+/// Returns "identifier|description|slot|port" as resolvePciLocation() leaves the preset values.
+QString resolve(const QString &adapterDescription, bool tagTwinPorts = false)
+{
     QString hardwareId = "preset identifier";
     QString description = "preset description";
     std::uint32_t slot = 111;
     std::uint32_t port = 222;
-
-    bool operator==(const Resolution &) const = default;
-};
-
-char *toString(const Resolution &resolution)
-{
-    return qstrdup(qPrintable(QString("%1 | %2 | %3 | %4")
-                                  .arg(resolution.hardwareId, resolution.description)
-                                  .arg(resolution.slot)
-                                  .arg(resolution.port)));
-}
-
-Resolution resolve(const QString &adapterDescription, bool tagTwinPorts = false)
-{
-    Resolution resolution;
-    resolvePciLocation(resolution.hardwareId, resolution.description, resolution.slot,
-                       resolution.port, adapterDescription, tagTwinPorts);
-    return resolution;
+    resolvePciLocation(hardwareId, description, slot, port, adapterDescription, tagTwinPorts);
+    return QString("%1|%2|%3|%4").arg(hardwareId, description).arg(slot).arg(port);
 }
 
 /// Notes the calls of the device functions for as long as it lives.
@@ -122,26 +110,22 @@ private slots:
     void parsesTheLocation();
     void tagsTwinPorts_data();
     void tagsTwinPorts();
-    void tagsNothingWithoutASecondDeviceSet();
-    void looksForTwinsInASecondDeviceSet();
     void completesARecord();
 };
 
 void PciLocationTest::resolvesTheDeviceOfThatName()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("Second"), node("Third")}));
-    QCOMPARE(resolve("Second"), (Resolution{"PCI\\Second", "Description of Second", 0, 0}));
+    QCOMPARE(resolve("Second"), "PCI\\Second|Description of Second|0|0");
 }
 
 void PciLocationTest::callsTheDeviceFunctionsInOrder()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("Second"), node("Third")}));
-    const DeviceCalls calls;
-    resolve("Second");
-
-    const QStringList expected = {
-        // {4D36E972-E325-11CE-BFC1-08002BE10318} as it lies in memory
-        "open 72e9364d25e3ce11bfc108002be10318 1 1 2",
+    // {4D36E972-E325-11CE-BFC1-08002BE10318} as it lies in memory
+    const QString open = "open 72e9364d25e3ce11bfc108002be10318 1 1 2";
+    const QStringList search = {
+        open,
         "device 0 size 32",
         "property 12 in 1024 bytes",
         "device 1 size 32",
@@ -150,7 +134,19 @@ void PciLocationTest::callsTheDeviceFunctionsInOrder()
         "property 0 in 1024 bytes",
         "property 13 in 4096 bytes",
     };
-    QCOMPARE(calls.texts(), expected);
+    const QStringList searchForTwin = {
+        open,
+        "device 0 size 32",
+        "property 0 in 1024 bytes",
+        "device 2 size 32",
+        "property 0 in 1024 bytes",
+        "device 3 size 32",
+    };
+    const DeviceCalls calls;
+    resolve("Second");
+    QCOMPARE(calls.texts(), search);
+    resolve("Second", true);
+    QCOMPARE(calls.texts(), search + search + searchForTwin);
 }
 
 void PciLocationTest::stopsAtTheFirstMatch()
@@ -158,21 +154,19 @@ void PciLocationTest::stopsAtTheFirstMatch()
     SimulatedDeviceNode second = node("Same name");
     second.hardwareIds = QStringList("PCI\\LATER");
     const SimulatedMachine machine(pcWith({node("Same name"), second}));
-    QCOMPARE(resolve("Same name").hardwareId, "PCI\\Same name");
+    QCOMPARE(resolve("Same name"), "PCI\\Same name|Description of Same name|0|0");
 }
 
 void PciLocationTest::leavesTheOutputsWithoutAMatch_data()
 {
-    QTest::addColumn<QList<SimulatedDeviceNode>>("nodes");
-
-    using Nodes = QList<SimulatedDeviceNode>;
-    QTest::newRow("no device") << Nodes();
-    QTest::newRow("other names") << Nodes{node("First"), node("Second")};
-    QTest::newRow("other capitals") << Nodes{node("example adapter")};
-    QTest::newRow("longer name") << Nodes{node("Example Adapter #2")};
-    QTest::newRow("shorter name") << Nodes{node("Example")};
+    const DataRows<QList<SimulatedDeviceNode>> row("nodes");
+    row("no device", {});
+    row("other names", {node("First"), node("Second")});
+    row("other capitals", {node("example adapter")});
+    row("longer name", {node("Example Adapter #2")});
+    row("shorter name", {node("Example")});
     // With its NUL it is longer than the buffer.
-    QTest::newRow("too long a name") << Nodes{node(QString(1024, 'n'))};
+    row("too long a name", {node(QString(1024, 'n'))});
 }
 
 void PciLocationTest::leavesTheOutputsWithoutAMatch()
@@ -180,43 +174,45 @@ void PciLocationTest::leavesTheOutputsWithoutAMatch()
     QFETCH(QList<SimulatedDeviceNode>, nodes);
 
     const SimulatedMachine machine(pcWith(nodes));
-    QCOMPARE(resolve("Example Adapter"), Resolution());
-    QCOMPARE(resolve(QString(1024, 'n')), Resolution());
+    QCOMPARE(resolve("Example Adapter"), preset);
+    QCOMPARE(resolve(QString(1024, 'n')), preset);
 }
 
 void PciLocationTest::leavesTheOutputsWithoutADeviceSet()
 {
-    const SimulatedMachine machine(pcWith({node("First")}));
-    windowsApi().SetupDiGetClassDevsW.function = [](auto...) { return INVALID_HANDLE_VALUE; };
+    const SimulatedMachine machine(pcWith({node("First"), node("First")}));
+    auto &function = windowsApi().SetupDiGetClassDevsW.function;
+    int setsLeft = 0;
+    function = [&setsLeft, answer = function](auto... arguments) {
+        return --setsLeft < 0 ? INVALID_HANDLE_VALUE : answer(arguments...);
+    };
     const DeviceCalls calls;
-
-    QCOMPARE(resolve("First"), Resolution());
+    QCOMPARE(resolve("First", true), preset);
     QCOMPARE(calls.texts().size(), 1);
+
+    // No twin can be looked for without the second set.
+    setsLeft = 1;
+    QCOMPARE(resolve("First", true), "PCI\\First|Description of First|0|0");
 }
 
 void PciLocationTest::goesOnBehindAnIncompleteDevice_data()
 {
-    QTest::addColumn<SimulatedDeviceNode>("incomplete");
-    QTest::addColumn<Resolution>("resolution");
-
-    const Resolution preset;
+    const DataRows<SimulatedDeviceNode, QString> row("incomplete", "resolution");
     SimulatedDeviceNode withoutName = node("Twice");
     withoutName.friendlyName.reset();
-    QTest::newRow("no friendly name") << withoutName << preset;
+    row("no friendly name", withoutName, preset);
 
     SimulatedDeviceNode withoutIdentifier = node("Twice");
     withoutIdentifier.hardwareIds.reset();
-    QTest::newRow("no identifier") << withoutIdentifier << preset;
+    row("no identifier", withoutIdentifier, preset);
 
     SimulatedDeviceNode withoutDescription = node("Twice");
     withoutDescription.description.reset();
-    QTest::newRow("no description") << withoutDescription << Resolution{.hardwareId = "PCI\\Twice"};
+    row("no description", withoutDescription, "PCI\\Twice|preset description|111|222");
 
     SimulatedDeviceNode withoutLocation = node("Twice");
     withoutLocation.location.reset();
-    QTest::newRow("no location") << withoutLocation
-                                 << Resolution{.hardwareId = "PCI\\Twice",
-                                               .description = "Description of Twice"};
+    row("no location", withoutLocation, "PCI\\Twice|Description of Twice|111|222");
 }
 
 void PciLocationTest::goesOnBehindAnIncompleteDevice()
@@ -231,7 +227,7 @@ void PciLocationTest::goesOnBehindAnIncompleteDevice()
 
     pc.deviceNodes.append({"Twice", QStringList("PCI\\LATER"), "Later", goodLocation});
     const SimulatedMachine machine(pc);
-    QCOMPARE(resolve("Twice"), (Resolution{"PCI\\LATER", "Later", 0, 0}));
+    QCOMPARE(resolve("Twice"), "PCI\\LATER|Later|0|0");
 }
 
 void PciLocationTest::readsUnterminatedTextsNoFurtherThanTheirBuffer()
@@ -242,27 +238,24 @@ void PciLocationTest::readsUnterminatedTextsNoFurtherThanTheirBuffer()
             std::memset(buffer, 'x', bufferSize);
             return TRUE;
         };
-    const Resolution resolution = resolve(QString(1024, 'x'));
-    QCOMPARE(resolution.hardwareId, QString(4096, 'x'));
-    QCOMPARE(resolution.description, QString(1024, 'x'));
+    QCOMPARE(resolve(QString(1024, 'x')),
+             QString(4096, 'x') + "|" + QString(1024, 'x') + "|111|222");
 }
 
 void PciLocationTest::parsesTheLocation_data()
 {
-    QTest::addColumn<QString>("location");
-    QTest::addColumn<bool>("isParsed");
-
-    QTest::newRow("usual") << goodLocation << true;
-    QTest::newRow("three numbers alone") << "7 8 9" << true;
-    QTest::newRow("three runs of digits") << "a12b345c6" << true;
-    QTest::newRow("numbers that fit no integer") << "99999999999 99999999999 99999999999" << true;
-    QTest::newRow("empty") << "" << false;
-    QTest::newRow("no digits") << "Internal bus" << false;
-    QTest::newRow("one number") << "PCI bus 3" << false;
-    QTest::newRow("two numbers") << "PCI bus 3, device 0" << false;
-    QTest::newRow("four numbers") << "PCI segment 0, bus 3, device 0, function 1" << false;
-    QTest::newRow("digits of another script")
-        << QString("PCI bus %1, device 0, function 1").arg(QChar(0x0663)) << false;
+    const DataRows<QString, bool> row("location", "isParsed");
+    row("usual", goodLocation, true);
+    row("three numbers alone", "7 8 9", true);
+    row("three runs of digits", "a12b345c6", true);
+    row("numbers that fit no integer", "99999999999 99999999999 99999999999", true);
+    row("empty", "", false);
+    row("no digits", "Internal bus", false);
+    row("one number", "PCI bus 3", false);
+    row("two numbers", "PCI bus 3, device 0", false);
+    row("four numbers", "PCI segment 0, bus 3, device 0, function 1", false);
+    row("digits of another script", QString("PCI bus %1, device 0, function 1").arg(QChar(0x0663)),
+        false);
 }
 
 void PciLocationTest::parsesTheLocation()
@@ -271,20 +264,18 @@ void PciLocationTest::parsesTheLocation()
     QFETCH(bool, isParsed);
 
     // Every number reads as 0.
-    Resolution expected = {"PCI\\Port", "Description of Port"};
-    if (isParsed)
-        expected.slot = expected.port = 0;
     std::uint32_t bus = 111;
     std::uint32_t function = 222;
     QCOMPARE(parsePciBus(bus, location), isParsed);
     QCOMPARE(parsePciFunction(function, location), isParsed);
-    QCOMPARE(bus, expected.slot);
-    QCOMPARE(function, expected.port);
+    QCOMPARE(bus, isParsed ? 0U : 111U);
+    QCOMPARE(function, isParsed ? 0U : 222U);
 
     SimulatedDeviceNode port = node("Port");
     port.location = location;
     const SimulatedMachine machine(pcWith({port}));
-    QCOMPARE(resolve("Port"), expected);
+    QCOMPARE(resolve("Port"),
+             QString("PCI\\Port|Description of Port|") + (isParsed ? "0|0" : "111|222"));
     AdapterInfo adapter = {"DEVICE-A", "Port", "Card"};
     appendPciLocation(adapter);
     QCOMPARE(textOf(adapter), isParsed ? "DEVICE-A|Port. PCI Slot: 0, Port: 0|Card|0|0|0|0"
@@ -293,16 +284,10 @@ void PciLocationTest::parsesTheLocation()
 
 void PciLocationTest::tagsTwinPorts_data()
 {
-    QTest::addColumn<QList<SimulatedDeviceNode>>("nodes");
-    QTest::addColumn<QString>("hardwareId");
-
-    using Nodes = QList<SimulatedDeviceNode>;
+    const DataRows<QList<SimulatedDeviceNode>, QString> row("nodes", "hardwareId");
     const auto port = [](const QString &friendlyName, const std::optional<QString> &description,
                          const std::optional<QString> &location) -> SimulatedDeviceNode {
         return {friendlyName, QStringList("PCI\\" + friendlyName), description, location};
-    };
-    const auto row = [](const char *name, const Nodes &nodes, const char *suffix) {
-        QTest::newRow(name) << nodes << QString("PCI\\Port") + suffix;
     };
     const SimulatedDeviceNode matched = port("Port", "Card", goodLocation);
     const SimulatedDeviceNode twin = port("Twin", "Card", "PCI bus 3, device 0, function 0");
@@ -330,38 +315,8 @@ void PciLocationTest::tagsTwinPorts()
     QFETCH(QList<SimulatedDeviceNode>, nodes);
 
     const SimulatedMachine machine(pcWith(nodes));
-    QTEST(resolve("Port", true).hardwareId, "hardwareId");
-    QCOMPARE(resolve("Port", false).hardwareId, "PCI\\Port");
-}
-
-void PciLocationTest::tagsNothingWithoutASecondDeviceSet()
-{
-    const SimulatedMachine machine(pcWith({node("First"), node("First")}));
-    auto &function = windowsApi().SetupDiGetClassDevsW.function;
-    function = [answer = function, calls = 0](auto... arguments) mutable {
-        return ++calls == 1 ? answer(arguments...) : INVALID_HANDLE_VALUE;
-    };
-    QCOMPARE(resolve("First", true), (Resolution{"PCI\\First", "Description of First", 0, 0}));
-}
-
-void PciLocationTest::looksForTwinsInASecondDeviceSet()
-{
-    const SimulatedMachine machine(pcWith({node("First"), node("Second")}));
-    {
-        const DeviceCalls calls;
-        resolve("First", false);
-        QCOMPARE(calls.texts().filter("open").size(), 1);
-    }
-    const DeviceCalls calls;
-    resolve("First", true);
-
-    const QStringList expected = {
-        "open 72e9364d25e3ce11bfc108002be10318 1 1 2",
-        "device 1 size 32",
-        "property 0 in 1024 bytes",
-        "device 2 size 32",
-    };
-    QCOMPARE(calls.texts().mid(6), expected);
+    QTEST(resolve("Port", true).section('|', 0, 0), "hardwareId");
+    QCOMPARE(resolve("Port", false).section('|', 0, 0), "PCI\\Port");
 }
 
 void PciLocationTest::completesARecord()

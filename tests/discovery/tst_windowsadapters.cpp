@@ -3,6 +3,7 @@
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/AdapterTexts.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -171,8 +172,6 @@ private slots:
     void fillsTheRecords();
     void returnsTheCodeOfTheResult_data();
     void returnsTheCodeOfTheResult();
-    void findsNoAdapterInAnEmptySystem();
-    void asksForIPv4AdaptersWithPrefixes();
     void allocatesAStructurePerReportedByte();
     void doesNotWrapAHugeBufferSize();
     void returnsCodeOneForAFailedAllocation_data();
@@ -180,7 +179,6 @@ private slots:
 
     void queriesTheStatus_data();
     void queriesTheStatus();
-    void queriesNoStatusAfterAFailedAllocation();
 };
 
 void WindowsAdaptersTest::init()
@@ -195,15 +193,8 @@ void WindowsAdaptersTest::cleanup()
 
 void WindowsAdaptersTest::listsAnAdapter_data()
 {
-    QTest::addColumn<std::uint32_t>("ifType");
-    QTest::addColumn<std::uint32_t>("operStatus");
-    QTest::addColumn<std::uint64_t>("transmitLinkSpeed");
-    QTest::addColumn<bool>("isListed");
-
-    const auto row = [](const char *name, std::uint32_t ifType, std::uint32_t operStatus,
-                        std::uint64_t speed, bool isListed) {
-        QTest::newRow(name) << ifType << operStatus << speed << isListed;
-    };
+    const DataRows<std::uint32_t, std::uint32_t, std::uint64_t, bool> row(
+        "ifType", "operStatus", "transmitLinkSpeed", "isListed");
     row("1 Gbit/s", ethernet, up, gigabit, true);
     row("no speed", ethernet, up, 0, true);
     row("just below 10 Gbit/s", ethernet, up, 9'999'999'999, true);
@@ -273,13 +264,7 @@ void WindowsAdaptersTest::fillsTheRecords()
 
 void WindowsAdaptersTest::returnsTheCodeOfTheResult_data()
 {
-    QTest::addColumn<QList<ULONG>>("results");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("callCount");
-
-    const auto row = [](const char *name, const QList<ULONG> &results, int code, int callCount) {
-        QTest::newRow(name) << results << code << callCount;
-    };
+    const DataRows<QList<ULONG>, int, int> row("results", "code", "callCount");
     row("success", {}, 0, 1);
     row("no data", {232}, 2, 1);
     row("invalid parameter", {87}, 99, 1);
@@ -313,26 +298,6 @@ void WindowsAdaptersTest::returnsTheCodeOfTheResult()
     QCOMPARE(calls.sizes.size(), callCount);
 }
 
-void WindowsAdaptersTest::findsNoAdapterInAnEmptySystem()
-{
-    const SimulatedMachine machine{SimulatedPc()};
-    const Enumeration enumeration = enumerate();
-    QCOMPARE(enumeration.code, 2);
-    QCOMPARE(enumeration.adapters.size(), 0);
-}
-
-void WindowsAdaptersTest::asksForIPv4AdaptersWithPrefixes()
-{
-    const SimulatedMachine machine(pcWith({upAdapter("A")}));
-    const AdapterListCalls calls({});
-    enumerate();
-    queryAdapterStatus("A");
-
-    // AF_INET, GAA_FLAG_INCLUDE_PREFIX, and null for what is reserved
-    QCOMPARE(calls.arguments, QList<QList<ULONG>>({{2, 0x10, 1}, {2, 0x10, 1}}));
-    QCOMPARE(calls.hasBuffer, QList<bool>({true, true}));
-}
-
 void WindowsAdaptersTest::allocatesAStructurePerReportedByte()
 {
     const SimulatedMachine machine(pcWith({upAdapter("A")}));
@@ -346,6 +311,9 @@ void WindowsAdaptersTest::allocatesAStructurePerReportedByte()
                                          20000 * recordSize};
     expected.insert(expected.end(), {expected[0], expected[1], expected[2]});
     QCOMPARE(arrayAllocations.sizes, expected);
+    QCOMPARE(calls.hasBuffer, QList<bool>(6, true));
+    // AF_INET, GAA_FLAG_INCLUDE_PREFIX, and null for what is reserved
+    QCOMPARE(calls.arguments, QList<QList<ULONG>>(6, {2, 0x10, 1}));
     // The buffer that was too small goes first.
     QCOMPARE(arrayAllocations.mostAlive, std::size_t{1});
 }
@@ -363,15 +331,8 @@ void WindowsAdaptersTest::doesNotWrapAHugeBufferSize()
 
 void WindowsAdaptersTest::returnsCodeOneForAFailedAllocation_data()
 {
-    QTest::addColumn<int>("failedAllocations");
-    QTest::addColumn<QList<ULONG>>("results");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QList<bool>>("hasBuffer");
-
-    const auto row = [](const char *name, int failedAllocations, const QList<ULONG> &results,
-                        int code, const QList<bool> &hasBuffer) {
-        QTest::newRow(name) << failedAllocations << results << code << hasBuffer;
-    };
+    const DataRows<int, QList<ULONG>, int, QList<bool>> row("failedAllocations", "results", "code",
+                                                            "hasBuffer");
     row("then success", 1, overflows(1), 1, {false, true});
     row("twice, then success", 2, overflows(2), 1, {false, false, true});
     row("success without a buffer", 1, {NO_ERROR}, 1, {false});
@@ -388,7 +349,7 @@ void WindowsAdaptersTest::returnsCodeOneForAFailedAllocation()
     QFETCH(QList<bool>, hasBuffer);
 
     const SimulatedMachine machine(pcWith({upAdapter("A")}));
-    const AdapterListCalls calls(results);
+    AdapterListCalls calls(results);
     arrayAllocations.failuresLeft = failedAllocations;
     const Enumeration enumeration = enumerate();
 
@@ -396,27 +357,33 @@ void WindowsAdaptersTest::returnsCodeOneForAFailedAllocation()
     QCOMPARE(calls.hasBuffer, hasBuffer);
     QCOMPARE(enumeration.adapters, hasBuffer.last() ? QStringList(bare("A")) : QStringList());
     QCOMPARE(enumeration.printed, QByteArray(allocationMessage).repeated(failedAllocations));
+
+    // The status is given up at the first failure.
+    calls.startOver();
+    arrayAllocations.failuresLeft = 1;
+    int status = 0;
+    QCOMPARE(printedBy([&] { status = queryAdapterStatus("A"); }), allocationMessage);
+    QCOMPARE(status, -1);
+    QCOMPARE(calls.sizes.size(), 0);
 }
 
 void WindowsAdaptersTest::queriesTheStatus_data()
 {
-    QTest::addColumn<QString>("adapterName");
-    QTest::addColumn<int>("status");
-
-    QTest::newRow("up") << "Up" << 1;
-    QTest::newRow("up at 10 Gbit/s") << "Fast" << 1;
-    QTest::newRow("down") << "Down" << 0;
-    QTest::newRow("unknown status") << "Unknown" << 0;
-    QTest::newRow("wireless") << "Wireless" << -1;
-    QTest::newRow("loopback") << "Loopback" << -1;
-    QTest::newRow("other capitals") << "up" << -1;
-    QTest::newRow("longer name") << "Up " << -1;
-    QTest::newRow("shorter name") << "U" << -1;
-    QTest::newRow("no such adapter") << "Nowhere" << -1;
-    QTest::newRow("empty name") << "" << -1;
-    QTest::newRow("non-ASCII letters") << QString::fromUtf8("Ger\xC3\xA4t") << 1;
-    QTest::newRow("Ethernet behind a wireless one of that name") << "Both" << 0;
-    QTest::newRow("first of that name") << "Twice" << 0;
+    const DataRows<QString, int> row("adapterName", "status");
+    row("up", "Up", 1);
+    row("up at 10 Gbit/s", "Fast", 1);
+    row("down", "Down", 0);
+    row("unknown status", "Unknown", 0);
+    row("wireless", "Wireless", -1);
+    row("loopback", "Loopback", -1);
+    row("other capitals", "up", -1);
+    row("longer name", "Up ", -1);
+    row("shorter name", "U", -1);
+    row("no such adapter", "Nowhere", -1);
+    row("empty name", "", -1);
+    row("non-ASCII letters", QString::fromUtf8("Ger\xC3\xA4t"), 1);
+    row("Ethernet behind a wireless one of that name", "Both", 0);
+    row("first of that name", "Twice", 0);
 }
 
 void WindowsAdaptersTest::queriesTheStatus()
@@ -435,19 +402,6 @@ void WindowsAdaptersTest::queriesTheStatus()
                                            upAdapter("Twice"),
                                            upAdapter(QString::fromUtf8("Ger\xC3\xA4t"))}));
     QTEST(queryAdapterStatus(adapterName), "status");
-}
-
-void WindowsAdaptersTest::queriesNoStatusAfterAFailedAllocation()
-{
-    const SimulatedMachine machine(pcWith({upAdapter("A")}));
-    const AdapterListCalls calls({});
-    arrayAllocations.failuresLeft = 1;
-    int status = 0;
-    const QByteArray printed = printedBy([&] { status = queryAdapterStatus("A"); });
-
-    QCOMPARE(status, -1);
-    QCOMPARE(printed, allocationMessage);
-    QCOMPARE(calls.sizes.size(), 0);
 }
 
 QTEST_GUILESS_MAIN(WindowsAdaptersTest)
