@@ -3,7 +3,7 @@
 #include "backend/Exceptions.h"
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
-#include "tests/backend/SessionCalls.h"
+#include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
@@ -29,42 +29,9 @@ const QString openDriverCommand = "OV_openDriver(customerNr)";
 const QString createMemoryCommand =
     "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)";
 const QString firstGetMemoryCommand = "OV_getSharedMemEx(getSharedDataHandle(), (void**)&sd, 0)";
-const QString getMemoryCommand = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
 const QString systemInformationCommand = "OV_getSystemInformation(&m_systemInfo, 0)";
 const QString loadKernelCommand =
     "OV_loadKernel(&kernel, getKernelLibraryPath().c_str(), NULL, NULL, OVF_KERNEL_EXEC)";
-
-/// Returns what is printed about a failed command.
-QByteArray report(const QString &command, const QString &failure = "",
-                  const QString &code = "10160000")
-{
-    return QString("ERROR (%1 = 'EXAMPLE_ERROR') -\n  %2: %3Error running command %2\n\n")
-        .arg(code, command, failure)
-        .toUtf8();
-}
-
-/// Has one of the next calls for the shared memory's address, counted from 1, fail.
-void refuseSharedMemory(int number)
-{
-    auto &function = kernelApi().OV_getSharedMemEx.function;
-    function = [answer = function, callsLeft = number](std::uint32_t handle, void **address,
-                                                       std::uint32_t flags) mutable {
-        // Asked all the same, so that the simulated kernel notes the call.
-        const std::uint32_t code = answer(handle, address, flags);
-        if (--callsLeft != 0)
-            return code;
-        *address = nullptr;
-        return noAccess;
-    };
-}
-
-/// Returns the block of shared memory with that handle. Asks the kernel, which notes the call.
-SharedData *sharedMemory(std::uint32_t handle = 1)
-{
-    void *address = nullptr;
-    kernelApi().OV_getSharedMemEx(handle, &address, 0);
-    return static_cast<SharedData *>(address);
-}
 
 QByteArray contentOf(const SharedData &block)
 {
@@ -123,12 +90,10 @@ private slots:
     void runsASession();
     void throwsTheExceptionOfTheSharedMemoryCode_data();
     void throwsTheExceptionOfTheSharedMemoryCode();
-    void presetsTheSharedMemoryAddress();
     void laysRecordsOutAsTheKernelDoes();
 
     void writesTheSharedMemory_data();
     void writesTheSharedMemory();
-    void keepsNoHandleOfTheKernelLibrary();
     void knowsTheSharedMemoryHandle();
 
     void opensOnceMore_data();
@@ -152,28 +117,28 @@ void GEVBackendOrvantaTest::runsASession_data()
     const auto refused = [&](const char *name, int ordinal, qsizetype callCount,
                              const QString &command, const QString &failure) {
         row(name, ordinal, 0, openingCalls.first(callCount) + reportCalls(command) + closingCalls,
-            report(command, failure + ": "), "std::runtime_error: " + failure);
+            reportText(command, failure + ": "), "std::runtime_error: " + failure);
     };
     row("success", 0, 0, openingCalls + closingCalls, "", "");
     row("13 open driver", 13, 0, openingCalls.first(1) + reportCalls(openDriverCommand),
-        report(openDriverCommand, "Unable to open the driver!: "),
+        reportText(openDriverCommand, "Unable to open the driver!: "),
         "std::runtime_error: Unable to open the driver!");
     row("37 create shared memory", 37, 0, openingCalls.first(2) + reportCalls(createMemoryCommand),
-        report(createMemoryCommand, "Unable to create shared memory!: "),
+        reportText(createMemoryCommand, "Unable to create shared memory!: "),
         dplException<DPL::NoAccessException>(-112));
     row("29 first call", 0, 1,
         openingCalls.first(3) + reportCalls(firstGetMemoryCommand) + openingCalls.mid(3) +
             closingCalls,
-        report(firstGetMemoryCommand), "");
+        reportText(firstGetMemoryCommand), "");
     refused("182 system information", 182, 4, systemInformationCommand,
             "Could not get system information");
     refused("55 load kernel", 55, 5, loadKernelCommand,
             "Unable to load DLL! Is the DLL in the search path?");
     row("29 second call", 0, 2, openingCalls + reportCalls(getMemoryCommand) + closingCalls,
-        report(getMemoryCommand), "");
+        reportText(getMemoryCommand), "");
     row("29 on closing", 0, 3,
         openingCalls + closingCalls.first(1) + reportCalls(getMemoryCommand) + closingCalls.last(1),
-        report(getMemoryCommand), "");
+        reportText(getMemoryCommand), "");
     row("38 free shared memory", 38, 0, openingCalls + closingCalls, "", "");
     row("14 close driver", 14, 0, openingCalls + closingCalls, "", "");
 }
@@ -215,33 +180,15 @@ void GEVBackendOrvantaTest::throwsTheExceptionOfTheSharedMemoryCode()
     QTEST(thrown, "thrown");
 }
 
-void GEVBackendOrvantaTest::presetsTheSharedMemoryAddress()
-{
-    const SimulatedMachine machine{SimulatedPc()};
-    QList<void *> presets;
-    auto &function = kernelApi().OV_getSharedMemEx.function;
-    function = [&presets, answer = function](std::uint32_t handle, void **address,
-                                             std::uint32_t flags) {
-        presets.append(*address);
-        return answer(handle, address, flags);
-    };
-
-    {
-        GEVBackendOrvanta backend(true, true, "");
-        backend.open();
-        backend.releaseKernelObjects();
-    }
-
-    QCOMPARE(presets, QList<void *>(4, nullptr));
-}
-
 /// The one place that counts the bytes of the records anew, so that a slip in their declaration
 /// shows.
 void GEVBackendOrvantaTest::laysRecordsOutAsTheKernelDoes()
 {
     SimulatedMachine machine{SimulatedPc()};
     QByteArray memory(287, '\xAA');
+    bool isAddressPreset = true;
     kernelApi().OV_getSharedMemEx.function = [&](auto, void **address, auto) {
+        isAddressPreset = isAddressPreset && !*address;
         *address = memory.data();
         return 0;
     };
@@ -272,6 +219,7 @@ void GEVBackendOrvantaTest::laysRecordsOutAsTheKernelDoes()
     memory.replace(52, 8, QByteArray("\x01\0\0\0\x02\0\0\0", 8));
     QCOMPARE(callsOf(machine, [&] { backend.releaseKernelObjects(); }),
              QStringList({"releaseSecondObject(2, 0)", "releaseFirstObject(1, 0)"}));
+    QVERIFY(isAddressPreset);
     QCOMPARE(backend.queryDeviceDescription("A"), std::string(160, 'd'));
     QCOMPARE(backend.queryDeviceName("A"), std::string(960, 'n'));
     QVERIFY(machine.kernel().calls().contains("OV_createSharedMemEx(null, 287, 0)"));
@@ -320,20 +268,6 @@ void GEVBackendOrvantaTest::writesTheSharedMemory()
     backend.open();
     expected.kernelHandle = 0;
     QCOMPARE(contentOf(*sharedMemory()), contentOf(expected));
-}
-
-void GEVBackendOrvantaTest::keepsNoHandleOfTheKernelLibrary()
-{
-    SimulatedMachine machine{SimulatedPc()};
-    kernelApi().OV_loadKernel.function = [](std::uint32_t *kernel, auto...) {
-        *kernel = 77;
-        return 0U;
-    };
-
-    GEVBackendOrvanta backend(true, true, "");
-    backend.open();
-    QCOMPARE(sharedMemory()->kernelHandle, 0U);
-    QCOMPARE(callsOf(machine, [&] { backend.close(); }), closingCalls);
 }
 
 void GEVBackendOrvantaTest::knowsTheSharedMemoryHandle()
@@ -440,9 +374,10 @@ void GEVBackendOrvantaTest::namesTheKernelLibrary()
 {
     QFETCH(QByteArray, folder);
 
-    const SimulatedMachine machine{SimulatedPc()};
+    SimulatedMachine machine{SimulatedPc()};
     QByteArray loadedPath;
-    kernelApi().OV_loadKernel.function = [&](auto *, const char *path, auto...) {
+    kernelApi().OV_loadKernel.function = [&](std::uint32_t *kernel, const char *path, auto...) {
+        *kernel = 77;
         loadedPath = path;
         return 0U;
     };
@@ -451,6 +386,9 @@ void GEVBackendOrvantaTest::namesTheKernelLibrary()
 
     QTEST(QByteArray::fromStdString(backend.getKernelLibraryPath()), "path");
     QTEST(loadedPath, "path");
+    // The library's handle is not kept.
+    QCOMPARE(sharedMemory()->kernelHandle, 0U);
+    QCOMPARE(callsOf(machine, [&] { backend.close(); }), closingCalls);
 }
 
 void GEVBackendOrvantaTest::answersThroughTheBaseClass()
@@ -512,7 +450,7 @@ void GEVBackendOrvantaTest::reportsWhenItCannotReleaseTheKernelObjects()
     // Asked for although the session is closed.
     QCOMPARE(machine.kernel().calls(),
              QStringList("OV_getSharedMemEx(0, 0)") + reportCalls(getMemoryCommand, "0x100D0000"));
-    QCOMPARE(printed, report(getMemoryCommand, "", "100D0000"));
+    QCOMPARE(printed, reportText(getMemoryCommand, "", "100D0000"));
 }
 
 QTEST_GUILESS_MAIN(GEVBackendOrvantaTest)

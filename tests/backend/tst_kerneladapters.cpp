@@ -3,7 +3,7 @@
 #include "platform/KernelApi.h"
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
-#include "tests/backend/SessionCalls.h"
+#include "tests/backend/KernelSession.h"
 #include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"

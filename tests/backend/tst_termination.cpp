@@ -2,7 +2,7 @@
 
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
-#include "tests/backend/SessionCalls.h"
+#include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/StandardOutput.h"
 
@@ -83,13 +83,6 @@ void exhaustMemory()
     isMemoryExhausted = true;
 }
 
-SharedData *sharedMemory()
-{
-    void *address = nullptr;
-    kernelApi().OV_getSharedMemEx(1, &address, 0);
-    return static_cast<SharedData *>(address);
-}
-
 /// Ends the process by an exception that nobody handles, with sessions in the given condition and
 /// the kernel's calls from then on in a file.
 [[noreturn]] void terminateWith(const QByteArray &condition, const QString &logPath)
@@ -105,16 +98,8 @@ SharedData *sharedMemory()
         sharedMemory()->firstObject = 52;
         sharedMemory()->secondObject = 56;
     }
-    if (condition == "memory refused") {
-        auto &function = kernelApi().OV_getSharedMemEx.function;
-        function = [answer = function, calls = 0](auto handle, void **address, auto flags) mutable {
-            const std::uint32_t code = answer(handle, address, flags);
-            if (++calls > 1)
-                return code;
-            *address = nullptr;
-            return 0x10160000U;
-        };
-    }
+    if (condition == "memory refused")
+        refuseSharedMemory(1);
     if (condition == "two sessions")
         second.emplace(true, true, "").open();
     if (condition == "later session closed") {
@@ -170,20 +155,15 @@ void TerminationTest::closesWithoutMemory()
 void TerminationTest::releasesTheSession_data()
 {
     const DataRows<QStringList, QByteArray> row("calls", "output");
-    const QString command = "OV_getSharedMemEx(m_sharedMemHandle, (void**)&sd, OVF_NO_FLAGS)";
-    const auto report = [&](const QString &code) {
-        return QString("ERROR (%1 = 'EXAMPLE_ERROR') -\n  %2: Error running command %2\n\n")
-            .arg(code, command)
-            .toUtf8();
-    };
     const QStringList release = {getMemoryCall, "releaseSecondObject(56, 0)",
                                  "releaseFirstObject(52, 0)"};
 
     row("open", release + closingCalls, "");
-    row("memory refused", QStringList(getMemoryCall) + reportCalls(command) + closingCalls,
-        report("10160000"));
-    row("never opened", QStringList("OV_getSharedMemEx(0, 0)") + reportCalls(command, "0x100D0000"),
-        report("100D0000"));
+    row("memory refused", QStringList(getMemoryCall) + reportCalls(getMemoryCommand) + closingCalls,
+        reportText(getMemoryCommand));
+    row("never opened",
+        QStringList("OV_getSharedMemEx(0, 0)") + reportCalls(getMemoryCommand, "0x100D0000"),
+        reportText(getMemoryCommand, "", "100D0000"));
     // The end of any session clears the way to the current one.
     row("later session closed", {}, "");
     const QStringList ofTheSecond = QStringList(release + closingCalls)
