@@ -105,9 +105,6 @@ private slots:
     void namesTheKernelLibrary();
     void answersThroughTheBaseClass();
     void cannotBeCopied();
-
-    void releasesTheKernelObjects();
-    void reportsWhenItCannotReleaseTheKernelObjects();
 };
 
 void GEVBackendOrvantaTest::runsASession_data()
@@ -421,36 +418,6 @@ void GEVBackendOrvantaTest::cannotBeCopied()
     QVERIFY(!std::is_copy_constructible_v<GEVBackendOrvanta>);
     QVERIFY(!std::is_copy_assignable_v<GEVBackendOrvanta>);
     QVERIFY(!std::has_virtual_destructor_v<GEVBackendOrvanta>);
-}
-
-void GEVBackendOrvantaTest::releasesTheKernelObjects()
-{
-    SimulatedMachine machine{SimulatedPc()};
-    GEVBackendOrvanta backend(true, true, "");
-    backend.open();
-    sharedMemory()->firstObject = 52;
-    sharedMemory()->secondObject = 56;
-
-    QStringList calls;
-    const QByteArray printed =
-        printedBy([&] { calls = callsOf(machine, [&] { backend.releaseKernelObjects(); }); });
-
-    QCOMPARE(calls, QStringList({getMemoryCall, "releaseSecondObject(56, 0)",
-                                 "releaseFirstObject(52, 0)"}));
-    // The simulated kernel refuses to release them; its refusal is ignored.
-    QCOMPARE(printed, QByteArray());
-}
-
-void GEVBackendOrvantaTest::reportsWhenItCannotReleaseTheKernelObjects()
-{
-    SimulatedMachine machine{SimulatedPc()};
-    GEVBackendOrvanta backend(true, true, "");
-    const QByteArray printed = printedBy([&] { backend.releaseKernelObjects(); });
-
-    // Asked for although the session is closed.
-    QCOMPARE(machine.kernel().calls(),
-             QStringList("OV_getSharedMemEx(0, 0)") + reportCalls(getMemoryCommand, "0x100D0000"));
-    QCOMPARE(printed, reportText(getMemoryCommand, "", "100D0000"));
 }
 
 QTEST_GUILESS_MAIN(GEVBackendOrvantaTest)
