@@ -1,0 +1,119 @@
+#include "tests/support/DataRows.h"
+#include "tests/support/GuiTest.h"
+#include "tests/support/WizardFixture.h"
+
+#include <QHelpEvent>
+#include <QLineEdit>
+#include <QListView>
+#include <QTextDocument>
+#include <QToolTip>
+
+namespace
+{
+
+/// Returns the text that a reader sees of a text that Qt takes for plain or for rich.
+QString readText(const QString &text)
+{
+    if (!Qt::mightBeRichText(text))
+        return text;
+    QTextDocument document;
+    document.setHtml(text);
+    return document.toPlainText();
+}
+
+} // namespace
+
+class ListRowsTest : public WizardFixture
+{
+    Q_OBJECT
+
+private slots:
+    void init() override;
+
+    void cannotBeEdited_data();
+    void cannotBeEdited();
+    void tellsItsPorts_data();
+    void tellsItsPorts();
+    void followsTheLamp();
+    void showsItsPortsOnHover();
+};
+
+/// Two ports of one name are available, one is a Single Link, two are a Dual Link.
+void ListRowsTest::init()
+{
+    WizardFixture::init();
+    m_pc->setPorts({{"A", "Up"}, {"<b>B</b>", "Up"}, {"C", "Down"}, {"D", "Down"}, {"E", "Up"}});
+    pc().kernel.devices[1].description = "<img src=x> & %1";
+    pc().adapters = {{"Up", 6, 1, 10'000'000'000}, {"Down", 6, 2, 10'000'000'000}};
+    m_pc->writeConfig("C\nD;E\n\n");
+}
+
+void ListRowsTest::cannotBeEdited_data()
+{
+    const DataRows<const char *> row("list");
+    for (const char *list : {availableList, singleList, dualList})
+        row(list, list);
+}
+
+void ListRowsTest::cannotBeEdited()
+{
+    QFETCH(const char *, list);
+    WizardUser &user = startOnAdapters();
+    const QStringList rows = user.rows(list);
+    QWidget *viewport = user.find<QListView>(list).viewport();
+
+    user.click(list, 0);
+    user.key(Qt::Key_F2);
+    QTest::mouseDClick(viewport, Qt::LeftButton, Qt::NoModifier, QPoint(40, 8));
+    QVERIFY(!viewport->findChild<QLineEdit *>());
+    QCOMPARE(user.rows(list), rows);
+}
+
+void ListRowsTest::tellsItsPorts_data()
+{
+    const DataRows<const char *, int, QString> row("list", "row", "description");
+    row("port that is up", availableList, 0,
+        "Identifier: A\nDescription: Description of A\nLink up");
+    row("markup", availableList, 1, "Identifier: <b>B</b>\nDescription: <img src=x> & %1\nLink up");
+    row("port that is down", singleList, 0,
+        "Identifier: C\nDescription: Description of C\nLink down");
+    row("both ports", dualList, 0,
+        "Identifier: D\nDescription: Description of D\nLink down\n"
+        "Identifier: E\nDescription: Description of E\nLink up");
+}
+
+void ListRowsTest::tellsItsPorts()
+{
+    QFETCH(const char *, list);
+    QFETCH(int, row);
+    QFETCH(QString, description);
+    const WizardUser &user = startOnAdapters();
+    QCOMPARE(user.values(list, Qt::AccessibleDescriptionRole)[row].toString(), description);
+    QCOMPARE(readText(user.values(list, Qt::ToolTipRole)[row].toString()), description);
+}
+
+void ListRowsTest::followsTheLamp()
+{
+    WizardUser &user = startOnAdapters();
+    setWindowsAdapters({});
+    user.makeLink({0});
+    QVERIFY(user.values(singleList, Qt::AccessibleDescriptionRole)[1].toString().endsWith(
+        "Link state unknown"));
+}
+
+void ListRowsTest::showsItsPortsOnHover()
+{
+    WizardUser &user = startOnAdapters();
+    const auto &list = user.find<QListView>(availableList);
+    const QPoint place = list.visualRect(list.model()->index(1, 0)).center();
+    QHelpEvent hover(QEvent::ToolTip, place, list.viewport()->mapToGlobal(place));
+    QCoreApplication::sendEvent(list.viewport(), &hover);
+    QVERIFY(QToolTip::isVisible());
+    QCOMPARE(QToolTip::text(), user.values(availableList, Qt::ToolTipRole)[1].toString());
+    QToolTip::hideText();
+    QTRY_VERIFY(!QToolTip::isVisible());
+}
+
+GUI_TEST_MAIN(ListRowsTest)
+
+#include "tst_listrows.moc"
