@@ -2,8 +2,7 @@
 // the pictures are kept for a person to look at.
 
 #include "tests/support/GuiTest.h"
-#include "tests/support/RunningWizard.h"
-#include "tests/support/TemporaryPc.h"
+#include "tests/support/WizardFixture.h"
 
 #include <QAbstractButton>
 #include <QDebug>
@@ -64,7 +63,7 @@ QString cutOffTexts(const QWidget &window)
 
 } // namespace
 
-class RenderingTest : public QObject
+class RenderingTest : public WizardFixture
 {
     Q_OBJECT
 
@@ -74,11 +73,12 @@ private slots:
     void cutsNoErrorOff();
 
 private:
-    void check(QWidget &window, const QString &name);
+    void check(const QString &name);
 };
 
-void RenderingTest::check(QWidget &window, const QString &name)
+void RenderingTest::check(const QString &name)
 {
+    QWidget &window = m_run->wizard;
     const QString folder = QString(PICTURE_FOLDER "/%1").arg(qApp->devicePixelRatio() * 100);
     QVERIFY(QDir().mkpath(folder));
     QVERIFY(window.grab().save(folder + "/" + name + ".png"));
@@ -97,33 +97,30 @@ void RenderingTest::cutsNoTextOff()
     QFETCH(QString, colours);
     QApplication::setPalette(paletteNamed(colours));
 
-    SimulatedPc pc = SimulatedPc::load(PCS_FOLDER "/lamps");
-    RunningWizard running(pc);
-    running.user.open();
-    check(running.wizard, colours + "-introduction");
+    m_pc = std::make_unique<TemporaryPc>(PCS_FOLDER "/lamps");
+    WizardUser &user = start();
+    check(colours + "-introduction");
 
-    running.user.press(QWizard::NextButton);
-    check(running.wizard, colours + "-search");
-    running.user.waitForSearch();
-    running.user.click("availableAdaptersList", 0);
-    running.user.click("singleLinkList", 0);
-    check(running.wizard, colours + "-adapters");
+    user.press(QWizard::NextButton);
+    check(colours + "-search");
+    user.waitForSearch();
+    user.click(availableList, 0);
+    user.click(singleList, 0);
+    check(colours + "-adapters");
 
-    running.user.press(QWizard::NextButton);
-    check(running.wizard, colours + "-conclusion");
-    running.user.press(QWizard::CancelButton);
+    user.press(QWizard::NextButton);
+    check(colours + "-conclusion");
 }
 
 void RenderingTest::cutsNoErrorOff()
 {
     QApplication::setPalette(paletteNamed("light"));
-    TemporaryPc pc;
-    RunningWizard running(pc.pc());
-    running.user.openAdapters();
-    QVERIFY(running.user.find<QLabel>("errorText").isVisible());
-    check(running.wizard, "light-error");
-    running.user.press(QWizard::CancelButton);
+    m_pc->removeDriver();
+    pc().adapters.clear();
+    QVERIFY(startOnAdapters().find<QLabel>("errorText").isVisible());
+    check("light-error");
 }
 
 GUI_TEST_MAIN(RenderingTest)
+
 #include "tst_rendering.moc"
