@@ -24,7 +24,8 @@ using platform::SharedData;
 namespace
 {
 
-bool isMemoryExhausted = false;
+// Of this thread alone: Qt Test has one of its own.
+thread_local bool isMemoryExhausted = false;
 
 } // namespace
 
