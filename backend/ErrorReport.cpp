@@ -1,5 +1,6 @@
 #include "backend/ErrorReport.h"
 
+#include "platform/Console.h"
 #include "platform/KernelApi.h"
 #include "platform/WindowsApi.h"
 
@@ -26,6 +27,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
     if (code == 0)
         return;
 
+    const platform::ConsoleConnection connection;
     const platform::WindowsApi &windows = platform::windowsApi();
     const HANDLE console = windows.GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_SCREEN_BUFFER_INFO info{};
@@ -48,6 +50,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
 
 void printLine(const char *text, bool lineBreak)
 {
+    const platform::ConsoleConnection connection;
     std::printf("%s%s", orEmpty(text), lineBreak ? "\n" : "");
 }
 

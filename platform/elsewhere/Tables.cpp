@@ -1,3 +1,4 @@
+#include "platform/Console.h"
 #include "platform/FileLocations.h"
 #include "platform/KernelApi.h"
 #include "platform/WindowsApi.h"
@@ -25,5 +26,9 @@ FileLocations &fileLocations()
     static FileLocations &locations = *new FileLocations;
     return locations;
 }
+
+ConsoleConnection::ConsoleConnection() = default;
+
+ConsoleConnection::~ConsoleConnection() = default;
 
 } // namespace platform

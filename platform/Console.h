@@ -1,0 +1,20 @@
+#pragma once
+
+namespace platform
+{
+
+/// While one exists, what is printed to standard output and standard error reaches the console that
+/// the program was started from. A stream that is redirected stays as it is. Connections may be
+/// nested; other threads wait for theirs. Does nothing where there is no such console, nor on other
+/// systems.
+class ConsoleConnection
+{
+public:
+    ConsoleConnection();
+    ~ConsoleConnection();
+
+    ConsoleConnection(const ConsoleConnection &) = delete;
+    ConsoleConnection &operator=(const ConsoleConnection &) = delete;
+};
+
+} // namespace platform
