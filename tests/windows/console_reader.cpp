@@ -2,10 +2,16 @@
 // exit status. What the program left on the console goes to a file: each line behind the colour of
 // its first character, as in "0C ERROR".
 //
+// Lines of standard input are typed into the console, but for these: "Ctrl+C" and "Ctrl+Break" are
+// pressed there, and "close" closes it.
+//
 // usage: console_reader FILE PROGRAM
 
 #include <cstdio>
+#include <iostream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <windows.h>
 
@@ -56,6 +62,58 @@ void writeConsole(HANDLE console, const char *path)
     std::fclose(file);
 }
 
+INPUT_RECORD keyPress(char character)
+{
+    INPUT_RECORD record{};
+    record.EventType = KEY_EVENT;
+    record.Event.KeyEvent.bKeyDown = TRUE;
+    record.Event.KeyEvent.wRepeatCount = 1;
+    record.Event.KeyEvent.wVirtualKeyCode = character == '\r' ? VK_RETURN : 0;
+    record.Event.KeyEvent.uChar.UnicodeChar = static_cast<unsigned char>(character);
+    return record;
+}
+
+void type(const std::string &line)
+{
+    const HANDLE input =
+        CreateFileA("CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                    nullptr, OPEN_EXISTING, 0, nullptr);
+    std::vector<INPUT_RECORD> records;
+    for (const char character : line + '\r')
+        records.push_back(keyPress(character));
+    DWORD count = 0;
+    WriteConsoleInputW(input, records.data(), static_cast<DWORD>(records.size()), &count);
+    CloseHandle(input);
+}
+
+/// Leaves the console before it is closed, which would end this program, too.
+void closeConsole()
+{
+    const HWND window = GetConsoleWindow();
+    FreeConsole();
+    PostMessageA(window, WM_CLOSE, 0, 0);
+}
+
+void obeyStandardInput()
+{
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        if (line == "Ctrl+C")
+            GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+        else if (line == "Ctrl+Break")
+            GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, 0);
+        else if (line == "close")
+            closeConsole();
+        else
+            type(line);
+    }
+}
+
+BOOL WINAPI ignoreControlEvent(DWORD)
+{
+    return TRUE;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -63,6 +121,8 @@ int main(int argc, char *argv[])
     if (argc != 3)
         return 2;
     const HANDLE console = openConsole();
+    SetConsoleCtrlHandler(ignoreControlEvent, TRUE);
+    std::thread(obeyStandardInput).detach();
 
     STARTUPINFOA startup{};
     startup.cb = sizeof(startup);

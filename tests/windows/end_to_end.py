@@ -97,7 +97,7 @@ class EndToEnd(unittest.TestCase):
         self.pc.manage_windows()
         self.program_folder = self.pc.install(BUILD / "program", kernel_library)
 
-    def start(self, network_setup=None, command=None, variables=None):
+    def start(self, network_setup=None, command=None, variables=None, **options):
         """Starts the program, or a command that starts it, with its output in a file."""
         self.runs += 1
         self.output_file = self.folder / f"output-{self.runs}.txt"
@@ -110,13 +110,13 @@ class EndToEnd(unittest.TestCase):
                 variables={
                     "DISPLAY": self.display,
                     "ORVANTA_KERNEL_LOG": windows_path(self.folder / "kernel.log"),
-                    "QT_FORCE_STDERR_LOGGING": "1",
                     **observer_variables(BUILD, observed_file, windows_path),
                     **(variables or {}),
                 },
                 cwd=self.folder,
                 stdout=output,
                 stderr=messages,
+                **options,
             )
         picture_prefix = PICTURES / f"{self.name}-{self.runs}"
         return self.enterContext(Wizard(process, observed_file, self.display, picture_prefix))
