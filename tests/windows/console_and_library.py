@@ -21,12 +21,15 @@ USER = ("user", "Environment")
 
 
 class ConsoleAndLibrary(end_to_end.EndToEnd):
-    def start_by(self, tool, program=None, **options):
-        """Starts the program, or another one, by a tool that notes what it tells."""
-        self.told = self.folder / "told.txt"
-        program = program or windows_path(self.program_folder / "OrvantaConfigurator.exe")
-        command = [TOOLS / f"{tool}.exe", windows_path(self.told), program]
-        return self.start(command=command, stdin=subprocess.PIPE, text=True, **options)
+    def start_by(self, tool, *programs):
+        """Starts a program by a tool that notes what it prints."""
+        self.printed = self.folder / "printed.txt"
+        command = [TOOLS / f"{tool}.exe", *map(windows_path, [self.printed, *programs])]
+        return self.start(command=command, stdin=subprocess.PIPE, text=True)
+
+    @property
+    def program(self):
+        return self.program_folder / "OrvantaConfigurator.exe"
 
     def tell(self, wizard, *lines):
         for line in lines:
@@ -45,26 +48,26 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
 
     def test_debug_output_and_report_reach_the_console(self):
         self.prepare("two-cards-empty", kernel_library=False)
-        wizard = self.start_by("console_reader")
+        wizard = self.start_by("console_reader", self.program)
         wizard.open_adapters()
         self.answer(wizard, f"[ERROR]: {NO_DRIVER}")
         self.assertEqual(wizard.cancel(), 0)
-        lines = self.told.read_text().splitlines()
+        lines = self.printed.read_text().splitlines()
         first = lines.index(f"02 {LIBRARY_MISSING}")
         self.assertEqual(lines[first + 1], "0C ERROR (0000007E = '') -")
 
     def test_debug_output_reaches_a_debugger_where_there_is_no_console(self):
         self.prepare("no-driver-saved")
-        wizard = self.start_by("debugger")
+        wizard = self.start_by("debugger", self.program)
         wizard.open_adapters()
         wizard.answer_message_box()
         self.assertEqual(wizard.cancel(), 0)
-        self.assertIn(DRIVER_MISSING, self.told.read_text().splitlines())
+        self.assertIn(DRIVER_MISSING, self.printed.read_text().splitlines())
 
     def check_survival(self, *events):
         """Has events happen in the console while the kernel session is open."""
         self.prepare("slow-kernel")
-        wizard = self.start_by("console_reader")
+        wizard = self.start_by("console_reader", self.program)
         wizard.wait_for_page(0)
         wizard.press_keys("Return")
         wait_for(self.kernel_calls, "the driver to be opened")
@@ -82,7 +85,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
 
     def test_the_command_prompt_redirects_and_waits(self):
         self.prepare("two-cards-empty", kernel_library=False)
-        wizard = self.start_by("console_reader", "C:\\windows\\system32\\cmd.exe")
+        wizard = self.start_by("console_reader")
         program = "OrvantaConfigurator.exe"
         self.tell(wizard, f"cd /d {windows_path(self.program_folder)}")
         self.tell(wizard, f"{program} > report.txt 2> debug.txt", "echo back > back.txt")

@@ -5,7 +5,7 @@
 // Lines of standard input are typed into the console, but for these: "Ctrl+C" and "Ctrl+Break" are
 // pressed there, and "close" closes it.
 //
-// usage: console_reader FILE PROGRAM
+// usage: console_reader FILE [PROGRAM]     without a windowed program, the command prompt
 
 #include <cstdio>
 #include <iostream>
@@ -118,7 +118,7 @@ BOOL WINAPI ignoreControlEvent(DWORD)
 
 int main(int argc, char *argv[])
 {
-    if (argc != 3)
+    if (argc != 2 && argc != 3)
         return 2;
     const HANDLE console = openConsole();
     SetConsoleCtrlHandler(ignoreControlEvent, TRUE);
@@ -126,9 +126,10 @@ int main(int argc, char *argv[])
 
     STARTUPINFOA startup{};
     startup.cb = sizeof(startup);
+    std::string command = argc == 3 ? std::string("\"") + argv[2] + "\"" : "cmd.exe";
     PROCESS_INFORMATION program{};
-    if (!CreateProcessA(argv[2], nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &program))
+    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &program))
         return 2;
     WaitForSingleObject(program.hProcess, INFINITE);
     DWORD status = 0;
