@@ -3,6 +3,7 @@
 #include "discovery/AdapterInfo.h"
 #include "discovery/EntryText.h"
 #include "discovery/PciLocation.h"
+#include "platform/Console.h"
 #include "platform/WindowsApi.h"
 
 #include <cstdio>
@@ -40,6 +41,7 @@ AdapterList readAdapterList(AllocationFailure onAllocationFailure)
         // buffer is far larger than Windows asks for.
         list.addresses.reset(new (std::nothrow) IP_ADAPTER_ADDRESSES[bufferLength]);
         if (!list.addresses) {
+            const platform::ConsoleConnection connection;
             std::printf("Memory allocation failed for IP_ADAPTER_ADDRESSES struct\n");
             list.allocationFailed = true;
             if (onAllocationFailure == AllocationFailure::EndsReading)

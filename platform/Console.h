@@ -10,9 +10,12 @@ namespace platform
 class ConsoleConnection
 {
 public:
+#ifdef _WIN32
     ConsoleConnection();
     ~ConsoleConnection();
-
+#else
+    ConsoleConnection() {}
+#endif
     ConsoleConnection(const ConsoleConnection &) = delete;
     ConsoleConnection &operator=(const ConsoleConnection &) = delete;
 };

@@ -18,8 +18,13 @@ struct FileLocations {
     std::function<QString()> homeFolder;
 };
 
-/// Returns the one table that the program asks.
-FileLocations &fileLocations();
+/// Returns the one table that the program asks, filled by start(). Never destroyed, like the
+/// others.
+inline FileLocations &fileLocations()
+{
+    static FileLocations &locations = *new FileLocations;
+    return locations;
+}
 
 /// Ends a line of a file that was read in text mode as Windows does: without the carriage return
 /// before its line feed. On Windows itself the line has lost it by then.

@@ -74,8 +74,13 @@ struct KernelApi {
     }
 };
 
-/// Returns the one table that the program calls through: `Brelvix.dll` on Windows, what the
-/// simulated PC has put there elsewhere. Entries may be replaced while no search runs.
-KernelApi &kernelApi();
+/// Returns the one table that the program calls through, filled by start(): `Brelvix.dll` on
+/// Windows, the simulated PC elsewhere. Entries may be replaced while no search runs. The table is
+/// never destroyed: where the terminate handler ends the process, a search may still call.
+inline KernelApi &kernelApi()
+{
+    static KernelApi &api = *new KernelApi;
+    return api;
+}
 
 } // namespace platform

@@ -42,8 +42,13 @@ struct WindowsApi {
     }
 };
 
-/// Returns the one table that the program calls through: the SDK's functions on Windows, what the
-/// simulated PC has put there elsewhere. Entries may be replaced while no search runs.
-WindowsApi &windowsApi();
+/// Returns the one table that the program calls through, filled by start(): the SDK's functions on
+/// Windows, the simulated PC elsewhere. Entries may be replaced while no search runs. Never
+/// destroyed, like the kernel library's table.
+inline WindowsApi &windowsApi()
+{
+    static WindowsApi &api = *new WindowsApi;
+    return api;
+}
 
 } // namespace platform

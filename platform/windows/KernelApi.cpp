@@ -1,13 +1,15 @@
 #include "platform/KernelApi.h"
 
 #include "platform/WindowsTypes.h"
+#include "platform/windows/Start.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QStringList>
 #include <QtDebug>
 
-#include <string>
+#include <map>
+
+#include <userenv.h>
 
 namespace platform
 {
@@ -17,61 +19,32 @@ namespace
 
 constexpr auto libraryName = L"Brelvix.dll";
 
-/// Only administrators can write here.
-constexpr auto machineEnvironment =
-    L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
-
 /// The kernel library as it was found last.
-struct Library {
+struct KernelLibrary {
     HMODULE module = nullptr;
-    /// How often it has been looked for.
-    int lookups = 0;
-    /// Whether all that was asked for was there.
+    std::map<std::uint16_t, FARPROC> operations;
+    /// Whether the library and all that was asked for was there.
     bool isComplete = false;
 };
 
-Library library;
+KernelLibrary library;
 
-/// An operation's address in the kernel library or, where there is none, Windows' error code.
-struct Binding {
-    FARPROC address = nullptr;
-    DWORD error = ERROR_MOD_NOT_FOUND;
-    /// The lookup that found it.
-    int lookup = -1;
-};
-
-/// Returns a variable of the machine's environment as it is written there, null where there is
-/// none.
-QString machineVariable(const QString &name)
+/// Returns the folders of the search path that holds for the whole machine, with its variables
+/// filled in. The user's own variables do not count.
+QStringList machinePath()
 {
-    std::wstring value(0x8000, L'\0');
-    auto size = static_cast<DWORD>(value.size() * sizeof(wchar_t));
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, machineEnvironment, name.toStdWString().c_str(),
-                     RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr, value.data(),
-                     &size) != ERROR_SUCCESS)
+    void *environment = nullptr;
+    if (!CreateEnvironmentBlock(&environment, nullptr, FALSE))
         return {};
-    return QString::fromWCharArray(value.c_str());
-}
-
-QString windowsFolder()
-{
-    std::wstring folder(MAX_PATH, L'\0');
-    GetSystemWindowsDirectoryW(folder.data(), MAX_PATH);
-    return QString::fromWCharArray(folder.c_str());
-}
-
-/// Returns a folder with its variables filled in, null where the machine does not know one: the
-/// user's variables do not count.
-QString expanded(const QString &folder)
-{
-    QStringList parts = folder.split('%');
-    for (qsizetype index = 1; index < parts.size(); index += 2) {
-        const bool isSystemRoot = parts[index].compare("SystemRoot", Qt::CaseInsensitive) == 0;
-        parts[index] = isSystemRoot ? windowsFolder() : machineVariable(parts[index]);
-        if (parts[index].isEmpty() || parts[index].contains('%'))
-            return {};
+    QStringList folders;
+    const auto *text = static_cast<const wchar_t *>(environment);
+    for (; *text; text += std::wcslen(text) + 1) {
+        const QString variable = QString::fromWCharArray(text);
+        if (variable.startsWith("PATH=", Qt::CaseInsensitive))
+            folders = variable.mid(5).split(';');
     }
-    return parts.join("");
+    DestroyEnvironmentBlock(environment);
+    return folders;
 }
 
 /// Returns whether a path is written in full and leads to a disk of this machine.
@@ -81,16 +54,16 @@ bool isLocal(const QString &path)
     return root.endsWith(":\\") && GetDriveTypeW(root.toStdWString().c_str()) == DRIVE_FIXED;
 }
 
-/// Returns the library's path in the first folder of the machine's search path that holds it, null
-/// where none does.
-QString pathOnMachinePath()
+HMODULE loadFromMachinePath()
 {
-    for (const QString &folder : machineVariable("Path").split(';')) {
-        const QString path = QDir::toNativeSeparators(expanded(folder) + "/Brelvix.dll");
+    for (const QString &folder : machinePath()) {
+        const QString path = folder + "\\" + QString::fromWCharArray(libraryName);
         if (isLocal(path) && QFileInfo::exists(path))
-            return path;
+            return LoadLibraryExW(path.toStdWString().c_str(), nullptr,
+                                  LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
     }
-    return {};
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
 }
 
 /// Only folders are searched that administrators have chosen: a library that lies elsewhere is not
@@ -99,16 +72,10 @@ HMODULE loadLibrary()
 {
     HMODULE module = LoadLibraryExW(
         libraryName, nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-    DWORD error = GetLastError();
-    const bool isMissing = !module && error == ERROR_MOD_NOT_FOUND;
-    const QString path = isMissing ? pathOnMachinePath() : QString();
-    if (!path.isEmpty()) {
-        module = LoadLibraryExW(path.toStdWString().c_str(), nullptr,
-                                LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-        error = GetLastError();
-    }
+    if (!module && GetLastError() == ERROR_MOD_NOT_FOUND)
+        module = loadFromMachinePath();
     if (!module)
-        qDebug("platform::kernelApi(): Brelvix.dll cannot be loaded, error %lu.", error);
+        qDebug("platform::kernelApi(): Brelvix.dll cannot be loaded, error %lu.", GetLastError());
     return module;
 }
 
@@ -119,61 +86,50 @@ void lookAgain()
         return;
     if (library.module)
         FreeLibrary(library.module);
-    library.module = loadLibrary();
+    library = {loadLibrary(), {}, true};
     library.isComplete = library.module != nullptr;
-    ++library.lookups;
 }
 
-Binding bind(std::uint16_t ordinal)
+/// Returns the operation's address, null where the library has none.
+FARPROC findOperation(std::uint16_t ordinal)
 {
-    if (library.lookups == 0)
-        lookAgain();
-    if (!library.module)
-        return {nullptr, ERROR_MOD_NOT_FOUND, library.lookups};
-
-    const FARPROC address = GetProcAddress(library.module, MAKEINTRESOURCEA(ordinal));
-    if (!address) {
+    const auto [operation, isNew] = library.operations.try_emplace(ordinal);
+    if (!isNew)
+        return operation->second;
+    operation->second = GetProcAddress(library.module, MAKEINTRESOURCEA(ordinal));
+    if (!operation->second) {
         library.isComplete = false;
         qDebug("platform::kernelApi(): Brelvix.dll has no ordinal %u.", ordinal);
     }
-    return {address, ERROR_PROC_NOT_FOUND, library.lookups};
+    return operation->second;
 }
 
 template <typename... Arguments>
-void bindAtFirstUse(KernelOperation<std::uint32_t(Arguments...)> &operation)
+void bind(KernelOperation<std::uint32_t(Arguments...)> &operation)
 {
-    operation.function = [ordinal = operation.ordinal,
-                          binding = Binding()](Arguments... arguments) mutable -> std::uint32_t {
+    operation.function = [ordinal = operation.ordinal](Arguments... arguments) -> std::uint32_t {
         using Function = std::uint32_t(WINAPI *)(Arguments...);
-        if (binding.lookup != library.lookups)
-            binding = bind(ordinal);
-        if (!binding.address)
-            return binding.error;
-        return reinterpret_cast<Function>(reinterpret_cast<void *>(binding.address))(arguments...);
+        if (!library.module)
+            return ERROR_MOD_NOT_FOUND;
+        const FARPROC address = findOperation(ordinal);
+        if (!address)
+            return ERROR_PROC_NOT_FOUND;
+        return reinterpret_cast<Function>(reinterpret_cast<void *>(address))(arguments...);
     };
-}
-
-KernelApi *makeApi()
-{
-    auto *api = new KernelApi;
-    api->forEach([](auto &operation) { bindAtFirstUse(operation); });
-    // A search begins by opening the driver. Its other calls, of which there may be hundreds, do
-    // not look again for what is missing.
-    auto &openDriver = api->OV_openDriver.function;
-    openDriver = [open = openDriver](const char *customerNr) {
-        lookAgain();
-        return open(customerNr);
-    };
-    return api;
 }
 
 } // namespace
 
-// Never destroyed, like the other tables.
-KernelApi &kernelApi()
+void bindKernelLibrary()
 {
-    static KernelApi &api = *makeApi();
-    return api;
+    kernelApi().forEach([](auto &operation) { bind(operation); });
+    // A search begins by opening the driver. Its other calls, of which there may be hundreds, do
+    // not look again for what is missing.
+    auto &openDriver = kernelApi().OV_openDriver.function;
+    openDriver = [open = openDriver](const char *customerNr) {
+        lookAgain();
+        return open(customerNr);
+    };
 }
 
 } // namespace platform

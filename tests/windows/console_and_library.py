@@ -8,9 +8,9 @@ import sys
 import unittest
 
 import end_to_end
-from end_to_end import AVAILABLE, BUILD, KERNEL_LIBRARY, OPEN_DRIVER, TWO_CARDS, report
+from end_to_end import AVAILABLE, BUILD, KERNEL_LIBRARY, OPEN_DRIVER, TWO_CARDS
+from waiting import wait_for
 from wine_pc import registry_text, windows_path
-from wizard import wait_for
 
 TOOLS = BUILD / "tests" / "windows"
 DRIVER_MISSING = "OrvantaConfig::isOrvantaInstalled(): Orvanta driver not found."
@@ -96,7 +96,9 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         printed = self.program_folder / "report.txt"
         wait_for(lambda: printed.read_bytes(), "the report")
         self.assertEqual(
-            printed.read_bytes().decode(), report("0000007E", "", OPEN_DRIVER, NO_DRIVER)
+            printed.read_bytes().decode(),
+            "ERROR (0000007E = '') -\r\n"
+            f"  {OPEN_DRIVER}: {NO_DRIVER}: Error running command {OPEN_DRIVER}\r\n",
         )
         self.assertIn(
             LIBRARY_MISSING, (self.program_folder / "debug.txt").read_text().splitlines()

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace platform
+{
+
+// The steps of start() on Windows.
+
+/// Has the kernel library's table call `Brelvix.dll`, which is looked for when a search opens the
+/// driver. What is missing fails with Windows' error code and one debug line.
+void bindKernelLibrary();
+
+/// Has what is printed reach the console that the program was started from, and debug output a
+/// debugger where nobody else reads it.
+void connectStandardStreams();
+
+} // namespace platform
