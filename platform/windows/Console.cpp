@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QtGlobal>
 
-#include <array>
 #include <cstdio>
 #include <mutex>
 
@@ -27,32 +26,23 @@ struct StandardStream {
     HANDLE attachedHandle = nullptr;
 };
 
-/// The console that the program was started from. Attaching lasts only for as long as something is
-/// printed, because Windows ends every program that is attached when the console is closed.
-struct Console {
-    std::recursive_mutex mutex;
-    std::array<StandardStream, 2> streams{
-        {{stdout, STD_OUTPUT_HANDLE}, {stderr, STD_ERROR_HANDLE}}};
-    int connections = 0;
-    bool exists = false;
-    QtMessageHandler printMessage = nullptr;
-};
-
+// The console that the program was started from. Attaching lasts only for as long as something is
+// printed, because Windows ends every program that is attached when the console is closed.
+StandardStream streams[] = {{stdout, STD_OUTPUT_HANDLE}, {stderr, STD_ERROR_HANDLE}};
+bool consoleExists = true;
+int connections = 0;
+QtMessageHandler printDirectly = nullptr;
 // Never destroyed: where the terminate handler ends the process, a search may still print.
-Console &console()
+std::recursive_mutex &mutex = *new std::recursive_mutex;
+
+HANDLE handleOf(std::FILE *file)
 {
-    static Console &console = *new Console;
-    return console;
+    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
 }
 
 bool isOpen(HANDLE handle)
 {
     return GetFileType(handle) != FILE_TYPE_UNKNOWN;
-}
-
-HANDLE handleOf(std::FILE *file)
-{
-    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
 }
 
 /// Only a program that is attached to a console can tell that a handle is the console's.
@@ -74,12 +64,12 @@ BOOL WINAPI handleControlEvent(DWORD event)
 void attach()
 {
     // A console that is gone does not come back: its number may be another one's by then.
-    console().exists = console().exists && AttachConsole(ATTACH_PARENT_PROCESS);
-    if (!console().exists)
+    consoleExists = consoleExists && AttachConsole(ATTACH_PARENT_PROCESS);
+    if (!consoleExists)
         return;
     // Windows forgets it at each change of the console.
     SetConsoleCtrlHandler(handleControlEvent, TRUE);
-    for (StandardStream &stream : console().streams) {
+    for (StandardStream &stream : streams) {
         if (stream.isRedirected && isConsole(handleOf(stream.file))) {
             stream.isRedirected = false;
             // It is closed with the file that is opened in its place.
@@ -95,9 +85,9 @@ void attach()
 
 void detach()
 {
-    if (!console().exists)
+    if (!consoleExists)
         return;
-    for (const StandardStream &stream : console().streams) {
+    for (const StandardStream &stream : streams) {
         if (!stream.isRedirected)
             std::freopen("NUL", "w", stream.file);
         // Windows closes what it finds there.
@@ -109,19 +99,18 @@ void detach()
 void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     const ConsoleConnection connection;
-    console().printMessage(type, context, message);
+    printDirectly(type, context, message);
 }
 
 } // namespace
 
 void connectStandardStreams()
 {
-    console().exists = true;
-    for (StandardStream &stream : console().streams)
+    for (StandardStream &stream : streams)
         stream.isRedirected = isOpen(GetStdHandle(stream.number));
     // Windows attaches no windowed program, but Wine does.
     FreeConsole();
-    console().printMessage = qInstallMessageHandler(printMessage);
+    printDirectly = qInstallMessageHandler(printMessage);
 
     const ConsoleConnection connection;
     if (isOpen(GetStdHandle(STD_ERROR_HANDLE)))
@@ -130,16 +119,16 @@ void connectStandardStreams()
 
 ConsoleConnection::ConsoleConnection()
 {
-    console().mutex.lock();
-    if (console().connections++ == 0)
+    mutex.lock();
+    if (connections++ == 0)
         attach();
 }
 
 ConsoleConnection::~ConsoleConnection()
 {
-    if (--console().connections == 0)
+    if (--connections == 0)
         detach();
-    console().mutex.unlock();
+    mutex.unlock();
 }
 
 } // namespace platform
