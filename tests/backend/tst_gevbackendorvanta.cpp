@@ -243,7 +243,7 @@ void GEVBackendOrvantaTest::writesTheSharedMemory()
     QFETCH(bool, optionB);
 
     const SimulatedMachine machine{SimulatedPc()};
-    SharedData expected;
+    SharedData expected{};
     std::memset(static_cast<void *>(&expected), 0xAA, sizeof(expected));
     auto &function = kernelApi().OV_createSharedMemEx.function;
     function = [&, answer = function](std::uint32_t *handle, auto... arguments) {

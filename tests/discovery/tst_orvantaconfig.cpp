@@ -123,7 +123,6 @@ private slots:
     void reportsAKernelFailure();
     void readsTextsAsUtf8();
     void passesAnExceptionOfTheConfiguredConnections();
-    void startsWithEmptyResults();
 };
 
 void OrvantaConfigTest::findsTheDriverFile_data()
@@ -417,12 +416,6 @@ void OrvantaConfigTest::passesAnExceptionOfTheConfiguredConnections()
 
     QVERIFY_THROWS_EXCEPTION(std::bad_alloc, search());
     QCOMPARE(machine.kernel().openResources(), 0);
-}
-
-void OrvantaConfigTest::startsWithEmptyResults()
-{
-    QCOMPARE(textsOf(OrvantaSearchResults()), QStringList());
-    QCOMPARE(AdapterEntry().status, 0);
 }
 
 QTEST_GUILESS_MAIN(OrvantaConfigTest)
