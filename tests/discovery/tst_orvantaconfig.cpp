@@ -40,7 +40,7 @@ bool isInstalled()
 
 QStringList drivers(int count)
 {
-    return QStringList(count, "ntoskrnl.exe");
+    return QStringList().fill("ntoskrnl.exe", count);
 }
 
 QString textOf(const AdapterEntry &entry)
