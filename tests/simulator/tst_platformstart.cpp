@@ -26,7 +26,7 @@ void runProgram(QProcess &program, const QString &pcFolder)
 
 } // namespace
 
-class TestPlatformStart : public QObject
+class PlatformStartTest : public QObject
 {
     Q_OBJECT
 
@@ -36,7 +36,7 @@ private slots:
     void startsOnThePcThatTheEnvironmentNames();
 };
 
-void TestPlatformStart::refusesWithOneLineAndStatus2_data()
+void PlatformStartTest::refusesWithOneLineAndStatus2_data()
 {
     QTest::addColumn<QString>("pcFolder");
     QTest::addColumn<QString>("line");
@@ -53,7 +53,7 @@ void TestPlatformStart::refusesWithOneLineAndStatus2_data()
         "/pc.json: expected a file that can be read, found No such file or directory";
 }
 
-void TestPlatformStart::refusesWithOneLineAndStatus2()
+void PlatformStartTest::refusesWithOneLineAndStatus2()
 {
     QFETCH(const QString, pcFolder);
     QFETCH(const QString, line);
@@ -65,7 +65,7 @@ void TestPlatformStart::refusesWithOneLineAndStatus2()
     QCOMPARE(program.readAllStandardOutput(), "");
 }
 
-void TestPlatformStart::startsOnThePcThatTheEnvironmentNames()
+void PlatformStartTest::startsOnThePcThatTheEnvironmentNames()
 {
     const QTemporaryDir folder;
     const QString log = folder.path() + "/kernel.log";
@@ -81,5 +81,5 @@ void TestPlatformStart::startsOnThePcThatTheEnvironmentNames()
     QCOMPARE(file.readAll(), "OV_openDriver(\"customer\")\n");
 }
 
-QTEST_GUILESS_MAIN(TestPlatformStart)
+QTEST_GUILESS_MAIN(PlatformStartTest)
 #include "tst_platformstart.moc"

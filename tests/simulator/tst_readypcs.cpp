@@ -63,7 +63,7 @@ QString withLocation(const QString &name)
 
 } // namespace
 
-class TestReadyPcs : public QObject
+class ReadyPcsTest : public QObject
 {
     Q_OBJECT
 
@@ -81,7 +81,7 @@ private slots:
     void refusedDualLinkHasPortsInTwoSlots();
 };
 
-void TestReadyPcs::answerTheSearch_data()
+void ReadyPcsTest::answerTheSearch_data()
 {
     QTest::addColumn<int>("available");
     QTest::addColumn<int>("singleLinks");
@@ -94,7 +94,7 @@ void TestReadyPcs::answerTheSearch_data()
     }
 }
 
-void TestReadyPcs::answerTheSearch()
+void ReadyPcsTest::answerTheSearch()
 {
     QFETCH(const int, available);
     QFETCH(const int, singleLinks);
@@ -116,7 +116,7 @@ void TestReadyPcs::answerTheSearch()
     QCOMPARE(names.size(), available);
 }
 
-void TestReadyPcs::areAllTested()
+void ReadyPcsTest::areAllTested()
 {
     QStringList tested;
     for (const ReadyPc &pc : readyPcs)
@@ -124,7 +124,7 @@ void TestReadyPcs::areAllTested()
     QCOMPARE(tested, QDir(PCS_FOLDER).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name));
 }
 
-void TestReadyPcs::holdTheFoldersThatTheWriterNeeds()
+void ReadyPcsTest::holdTheFoldersThatTheWriterNeeds()
 {
     const SimulatedMachine machine(loadPc(QTest::currentDataTag()));
     const QString home = platform::fileLocations().homeFolder();
@@ -133,13 +133,13 @@ void TestReadyPcs::holdTheFoldersThatTheWriterNeeds()
     QVERIFY2(QDir(folder).exists(), qPrintable(folder));
 }
 
-void TestReadyPcs::slowKernelTakesFiveSeconds()
+void ReadyPcsTest::slowKernelTakesFiveSeconds()
 {
     const SimulatedPc pc = SimulatedPc::load(PCS_FOLDER "/slow-kernel");
     QCOMPARE(pc.kernel.openDelayMs, 5000);
 }
 
-void TestReadyPcs::lampsShowsAllThreeLamps()
+void ReadyPcsTest::lampsShowsAllThreeLamps()
 {
     const SimulatedMachine machine(loadPc("lamps"));
     QCOMPARE(queryAdapterStatus("Example 10G Adapter"), 1);
@@ -154,14 +154,14 @@ void TestReadyPcs::lampsShowsAllThreeLamps()
     QCOMPARE(excluded[0].name, std::string("Example Office LAN. PCI Slot: 0, Port: 0"));
 }
 
-void TestReadyPcs::noAdaptersIsReported_data()
+void ReadyPcsTest::noAdaptersIsReported_data()
 {
     QTest::addColumn<QString>("pc");
     QTest::newRow("with driver") << "no-devices";
     QTest::newRow("without driver") << "no-driver-no-adapters";
 }
 
-void TestReadyPcs::noAdaptersIsReported()
+void ReadyPcsTest::noAdaptersIsReported()
 {
     QFETCH(const QString, pc);
 
@@ -170,7 +170,7 @@ void TestReadyPcs::noAdaptersIsReported()
     QCOMPARE(enumerateWindowsAdapters(adapters), WindowsAdapterError::noAdapter);
 }
 
-void TestReadyPcs::nonAsciiKeepsItsNames()
+void ReadyPcsTest::nonAsciiKeepsItsNames()
 {
     const SimulatedMachine machine(loadPc("non-ascii"));
     const OrvantaSearchResults results = search();
@@ -185,7 +185,7 @@ void TestReadyPcs::nonAsciiKeepsItsNames()
     QCOMPARE(queryAdapterStatus("Адаптер 10G"), 1);
 }
 
-void TestReadyPcs::refusedDualLinkHasPortsInTwoSlots()
+void ReadyPcsTest::refusedDualLinkHasPortsInTwoSlots()
 {
     const SimulatedMachine machine(loadPc("refused-dual-link"));
     const OrvantaSearchResults results = search();
@@ -193,5 +193,5 @@ void TestReadyPcs::refusedDualLinkHasPortsInTwoSlots()
     QCOMPARE(results.availableAdapters[2].name, "Example Adapter. PCI Slot: 5, Port: 0");
 }
 
-QTEST_GUILESS_MAIN(TestReadyPcs)
+QTEST_GUILESS_MAIN(ReadyPcsTest)
 #include "tst_readypcs.moc"

@@ -130,7 +130,7 @@ Call callOf(int ordinal)
 
 } // namespace
 
-class TestSimulatedKernel : public QObject
+class SimulatedKernelTest : public QObject
 {
     Q_OBJECT
 
@@ -158,7 +158,7 @@ private slots:
     void answersFromSeveralThreads();
 };
 
-void TestSimulatedKernel::notesEachCall()
+void SimulatedKernelTest::notesEachCall()
 {
     SimulatedKernel kernel(settingsWithTwoDevices());
     const KernelApi api = kernel.operations();
@@ -183,7 +183,7 @@ void TestSimulatedKernel::notesEachCall()
                              }));
 }
 
-void TestSimulatedKernel::notesNullPointers()
+void SimulatedKernelTest::notesNullPointers()
 {
     SimulatedKernel kernel(settingsWithTwoDevices());
     const KernelApi api = kernel.operations();
@@ -201,7 +201,7 @@ void TestSimulatedKernel::notesNullPointers()
                              }));
 }
 
-void TestSimulatedKernel::appendsCallsToTheLog()
+void SimulatedKernelTest::appendsCallsToTheLog()
 {
     const QTemporaryDir folder;
     const QString path = folder.path() + "/kernel.log";
@@ -218,7 +218,7 @@ void TestSimulatedKernel::appendsCallsToTheLog()
     QCOMPARE(log.readAll(), "OV_openDriver(\"first\")\nOV_openDriver(\"second\")\n");
 }
 
-void TestSimulatedKernel::failsWhereAskedTo_data()
+void SimulatedKernelTest::failsWhereAskedTo_data()
 {
     QTest::addColumn<int>("ordinal");
     KernelApi().forEach([](const auto &operation) {
@@ -226,7 +226,7 @@ void TestSimulatedKernel::failsWhereAskedTo_data()
     });
 }
 
-void TestSimulatedKernel::failsWhereAskedTo()
+void SimulatedKernelTest::failsWhereAskedTo()
 {
     QFETCH(const int, ordinal);
 
@@ -242,7 +242,7 @@ void TestSimulatedKernel::failsWhereAskedTo()
     QVERIFY(kernel.calls().last().startsWith(QTest::currentDataTag()));
 }
 
-void TestSimulatedKernel::aFailedOperationDoesNothing()
+void SimulatedKernelTest::aFailedOperationDoesNothing()
 {
     SimulatedKernelSettings settings = settingsWithTwoDevices();
     settings.failures = {{16, 1}, {29, 2}, {130, 3}, {200, 4}};
@@ -263,7 +263,7 @@ void TestSimulatedKernel::aFailedOperationDoesNothing()
     QVERIFY(query.isUntouched());
 }
 
-void TestSimulatedKernel::needsAnOpenDriver()
+void SimulatedKernelTest::needsAnOpenDriver()
 {
     QFETCH(const int, ordinal);
     const bool answersAlways = QList<int>{13, 16, 19}.contains(ordinal);
@@ -286,7 +286,7 @@ void TestSimulatedKernel::needsAnOpenDriver()
     QCOMPARE(callOf(ordinal)(refused.operations()), code);
 }
 
-void TestSimulatedKernel::opensAndCloses()
+void SimulatedKernelTest::opensAndCloses()
 {
     SimulatedKernel kernel(settingsWithTwoDevices());
     const KernelApi api = kernel.operations();
@@ -302,7 +302,7 @@ void TestSimulatedKernel::opensAndCloses()
     QCOMPARE(kernel.openResources(), 1);
 }
 
-void TestSimulatedKernel::takesItsTimeToOpen()
+void SimulatedKernelTest::takesItsTimeToOpen()
 {
     SimulatedKernelSettings settings;
     settings.openDelayMs = 200;
@@ -320,7 +320,7 @@ void TestSimulatedKernel::takesItsTimeToOpen()
     QCOMPARE(kernel.openResources(), 1);
 }
 
-void TestSimulatedKernel::refusesCalls_data()
+void SimulatedKernelTest::refusesCalls_data()
 {
     QTest::addColumn<Call>("call");
     QTest::addColumn<std::uint32_t>("code");
@@ -415,7 +415,7 @@ void TestSimulatedKernel::refusesCalls_data()
     refused("text with flags", [](Api api) { return api.errorText(code, "command", &text, 4); });
 }
 
-void TestSimulatedKernel::refusesCalls()
+void SimulatedKernelTest::refusesCalls()
 {
     QFETCH(const Call, call);
     QFETCH(const std::uint32_t, code);
@@ -426,7 +426,7 @@ void TestSimulatedKernel::refusesCalls()
     QCOMPARE(open.kernel.openResources(), 2);
 }
 
-void TestSimulatedKernel::keepsSharedMemory()
+void SimulatedKernelTest::keepsSharedMemory()
 {
     OpenKernel open;
     const std::uint32_t first = open.createSharedMemory();
@@ -444,7 +444,7 @@ void TestSimulatedKernel::keepsSharedMemory()
     QCOMPARE(open.sharedMemory(second)[0], 0);
 }
 
-void TestSimulatedKernel::freesSharedMemoryOnce()
+void SimulatedKernelTest::freesSharedMemoryOnce()
 {
     OpenKernel open;
     const std::uint32_t handle = open.createSharedMemory();
@@ -458,7 +458,7 @@ void TestSimulatedKernel::freesSharedMemoryOnce()
     QVERIFY(!address);
 }
 
-void TestSimulatedKernel::loadsAndFreesTheKernelSideLibrary()
+void SimulatedKernelTest::loadsAndFreesTheKernelSideLibrary()
 {
     const OpenKernel open;
     const auto load = [&open] {
@@ -479,7 +479,7 @@ void TestSimulatedKernel::loadsAndFreesTheKernelSideLibrary()
     QCOMPARE(open.api.freeKernel(ended), invalidParameter);
 }
 
-void TestSimulatedKernel::enumerates()
+void SimulatedKernelTest::enumerates()
 {
     SimulatedKernelSettings settings = settingsWithTwoDevices();
     settings.devices.append({QString(300, u'A'), "", ""});
@@ -500,7 +500,7 @@ void TestSimulatedKernel::enumerates()
     QCOMPARE(enumerate(0xFFFFFFFF), std::pair(0x101F0007U, QByteArray()));
 }
 
-void TestSimulatedKernel::tellsAboutDevices_data()
+void SimulatedKernelTest::tellsAboutDevices_data()
 {
     QTest::addColumn<QByteArray>("identifier");
     QTest::addColumn<QByteArray>("friendlyName");
@@ -517,7 +517,7 @@ void TestSimulatedKernel::tellsAboutDevices_data()
     addRow("long texts", "LONG", QByteArray(959, 'N'), QByteArray(159, 'D'));
 }
 
-void TestSimulatedKernel::tellsAboutDevices()
+void SimulatedKernelTest::tellsAboutDevices()
 {
     QFETCH(const QByteArray, identifier);
     QFETCH(const QByteArray, friendlyName);
@@ -537,7 +537,7 @@ void TestSimulatedKernel::tellsAboutDevices()
     QVERIFY(query.keepsItsBounds());
 }
 
-void TestSimulatedKernel::namesErrors()
+void SimulatedKernelTest::namesErrors()
 {
     SimulatedKernelSettings settings;
     settings.errorName = "NAME";
@@ -556,7 +556,7 @@ void TestSimulatedKernel::namesErrors()
     QCOMPARE(text, "text");
 }
 
-void TestSimulatedKernel::answersFromSeveralThreads()
+void SimulatedKernelTest::answersFromSeveralThreads()
 {
     OpenKernel open;
     constexpr int rounds = 200;
@@ -573,5 +573,5 @@ void TestSimulatedKernel::answersFromSeveralThreads()
     QCOMPARE(open.createSharedMemory(), 2U * rounds + 1);
 }
 
-QTEST_GUILESS_MAIN(TestSimulatedKernel)
+QTEST_GUILESS_MAIN(SimulatedKernelTest)
 #include "tst_simulatedkernel.moc"

@@ -2,7 +2,7 @@
 
 #include <QTest>
 
-class TestSimulatedMachine : public QObject
+class SimulatedMachineTest : public QObject
 {
     Q_OBJECT
 
@@ -14,7 +14,7 @@ private slots:
     void restoresTheTables();
 };
 
-void TestSimulatedMachine::mapsPaths_data()
+void SimulatedMachineTest::mapsPaths_data()
 {
     QTest::addColumn<QByteArray>("windowsPath");
     QTest::addColumn<QByteArray>("localPath");
@@ -37,7 +37,7 @@ void TestSimulatedMachine::mapsPaths_data()
     QTest::newRow("empty") << QByteArray("") << QByteArray("");
 }
 
-void TestSimulatedMachine::mapsPaths()
+void SimulatedMachineTest::mapsPaths()
 {
     QFETCH(const QByteArray, windowsPath);
     QFETCH(const QByteArray, localPath);
@@ -51,7 +51,7 @@ void TestSimulatedMachine::mapsPaths()
     QCOMPARE(platform::fileLocations().localPath(local8Bit(windowsPath)), local8Bit(localPath));
 }
 
-void TestSimulatedMachine::findsTheHomeFolder()
+void SimulatedMachineTest::findsTheHomeFolder()
 {
     SimulatedPc pc;
     pc.folder = "/pcs/one";
@@ -60,7 +60,7 @@ void TestSimulatedMachine::findsTheHomeFolder()
     QCOMPARE(platform::fileLocations().homeFolder(), "/pcs/one/C/Users/user2");
 }
 
-void TestSimulatedMachine::answersThroughTheTables()
+void SimulatedMachineTest::answersThroughTheTables()
 {
     SimulatedPc pc;
     pc.loadedDrivers = QStringList{"first.sys", "second.sys"};
@@ -78,7 +78,7 @@ void TestSimulatedMachine::answersThroughTheTables()
     QCOMPARE(machine.kernel().calls(), QStringList{R"(OV_openDriver("customer"))"});
 }
 
-void TestSimulatedMachine::restoresTheTables()
+void SimulatedMachineTest::restoresTheTables()
 {
     SimulatedPc outerPc;
     outerPc.folder = "/pcs/outer";
@@ -102,5 +102,5 @@ void TestSimulatedMachine::restoresTheTables()
     QCOMPARE(outer.windows().consoleAttributes(), 0x0A);
 }
 
-QTEST_GUILESS_MAIN(TestSimulatedMachine)
+QTEST_GUILESS_MAIN(SimulatedMachineTest)
 #include "tst_simulatedmachine.moc"

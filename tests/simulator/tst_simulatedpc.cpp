@@ -47,7 +47,7 @@ QByteArray inKernel(const QByteArray &json)
 
 } // namespace
 
-class TestSimulatedPc : public QObject
+class SimulatedPcTest : public QObject
 {
     Q_OBJECT
 
@@ -68,7 +68,7 @@ private slots:
     void refusesInOneLine();
 };
 
-void TestSimulatedPc::readsEveryKey()
+void SimulatedPcTest::readsEveryKey()
 {
     const PcFolder folder(R"({
         "userName": "user2",
@@ -127,7 +127,7 @@ void TestSimulatedPc::readsEveryKey()
     QCOMPARE(pc.windowsFailures, failures);
 }
 
-void TestSimulatedPc::keepsDefaultsWhereKeysAreMissing()
+void SimulatedPcTest::keepsDefaultsWhereKeysAreMissing()
 {
     const PcFolder folder(R"({"adapters": [{}], "kernel": {}})");
     const SimulatedPc pc = folder.load();
@@ -152,7 +152,7 @@ void TestSimulatedPc::keepsDefaultsWhereKeysAreMissing()
     QCOMPARE(pc.kernel.errorText, "");
 }
 
-void TestSimulatedPc::tellsMissingPropertiesFromEmptyOnes()
+void SimulatedPcTest::tellsMissingPropertiesFromEmptyOnes()
 {
     const PcFolder folder(R"({"deviceNodes": [{}, {"description": "", "hardwareIds": []}]})");
     const SimulatedPc pc = folder.load();
@@ -166,7 +166,7 @@ void TestSimulatedPc::tellsMissingPropertiesFromEmptyOnes()
     QCOMPARE(pc.deviceNodes[1].hardwareIds, QStringList());
 }
 
-void TestSimulatedPc::readsCodes_data()
+void SimulatedPcTest::readsCodes_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<std::uint32_t>("code");
@@ -179,7 +179,7 @@ void TestSimulatedPc::readsCodes_data()
     QTest::newRow("largest text") << QByteArray(R"("0xFFFFFFFF")") << 0xFFFFFFFFU;
 }
 
-void TestSimulatedPc::readsCodes()
+void SimulatedPcTest::readsCodes()
 {
     QFETCH(const QByteArray, json);
     QFETCH(const std::uint32_t, code);
@@ -188,19 +188,19 @@ void TestSimulatedPc::readsCodes()
     QCOMPARE(folder.load().kernel.endCode, code);
 }
 
-void TestSimulatedPc::readsLinkSpeedsOfMoreThan32Bits()
+void SimulatedPcTest::readsLinkSpeedsOfMoreThan32Bits()
 {
     const PcFolder folder(R"({"adapters": [{"transmitLinkSpeed": 9223372036854775807}]})");
     QCOMPARE(folder.load().adapters[0].transmitLinkSpeed, 9'223'372'036'854'775'807U);
 }
 
-void TestSimulatedPc::readsFileWithByteOrderMark()
+void SimulatedPcTest::readsFileWithByteOrderMark()
 {
     const PcFolder folder("\xEF\xBB\xBF{\"userName\": \"J\xC3\xBCrgen\"}");
     QCOMPARE(folder.load().userName, QString::fromUtf8("J\xC3\xBCrgen"));
 }
 
-void TestSimulatedPc::makesTheFolderAbsolute()
+void SimulatedPcTest::makesTheFolderAbsolute()
 {
     const PcFolder folder("{}");
     const QString relative = QDir::current().relativeFilePath(folder.path());
@@ -208,7 +208,7 @@ void TestSimulatedPc::makesTheFolderAbsolute()
     QVERIFY(QDir::isAbsolutePath(SimulatedPc::load(relative).folder));
 }
 
-void TestSimulatedPc::refusesContent_data()
+void SimulatedPcTest::refusesContent_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QString>("refused");
@@ -312,7 +312,7 @@ void TestSimulatedPc::refusesContent_data()
             ": windowsFailures.GetStdHandle[1]", "a whole number from 0 to 4294967295, found -6");
 }
 
-void TestSimulatedPc::refusesContent()
+void SimulatedPcTest::refusesContent()
 {
     QFETCH(const QByteArray, json);
     QFETCH(const QString, refused);
@@ -321,7 +321,7 @@ void TestSimulatedPc::refusesContent()
     QCOMPARE(refusal(folder.path()), folder.path() + "/pc.json" + refused);
 }
 
-void TestSimulatedPc::refusesBrokenJson_data()
+void SimulatedPcTest::refusesBrokenJson_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QString>("line");
@@ -332,7 +332,7 @@ void TestSimulatedPc::refusesBrokenJson_data()
     QTest::newRow("text alone") << QByteArray("pc") << " in line 1";
 }
 
-void TestSimulatedPc::refusesBrokenJson()
+void SimulatedPcTest::refusesBrokenJson()
 {
     QFETCH(const QByteArray, json);
     QFETCH(const QString, line);
@@ -344,7 +344,7 @@ void TestSimulatedPc::refusesBrokenJson()
     QVERIFY2(found.endsWith(line), qPrintable(found));
 }
 
-void TestSimulatedPc::refusesWhatIsMissing()
+void SimulatedPcTest::refusesWhatIsMissing()
 {
     const PcFolder folder("{}");
     const QString none = folder.path() + "/none";
@@ -357,7 +357,7 @@ void TestSimulatedPc::refusesWhatIsMissing()
     QVERIFY2(refusal(folder.path()).startsWith(expected), qPrintable(refusal(folder.path())));
 }
 
-void TestSimulatedPc::refusesInOneLine()
+void SimulatedPcTest::refusesInOneLine()
 {
     const PcFolder folder(R"({"first\nsecond\r\nthird": "a\nb"})");
     const QString line = refusal(folder.path());
@@ -366,5 +366,5 @@ void TestSimulatedPc::refusesInOneLine()
     QVERIFY(!line.contains(u'\r'));
 }
 
-QTEST_GUILESS_MAIN(TestSimulatedPc)
+QTEST_GUILESS_MAIN(SimulatedPcTest)
 #include "tst_simulatedpc.moc"

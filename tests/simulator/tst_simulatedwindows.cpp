@@ -180,7 +180,7 @@ Call callOf(const char *function, const Windows &windows)
 
 } // namespace
 
-class TestSimulatedWindows : public QObject
+class SimulatedWindowsTest : public QObject
 {
     Q_OBJECT
 
@@ -208,7 +208,7 @@ private slots:
     void answersFromSeveralThreads();
 };
 
-void TestSimulatedWindows::listsAdapters()
+void SimulatedWindowsTest::listsAdapters()
 {
     const Windows windows;
     const ULONG needed = windows.neededAdapterSize();
@@ -236,7 +236,7 @@ void TestSimulatedWindows::listsAdapters()
     QVERIFY(!second->Next);
 }
 
-void TestSimulatedWindows::asksForALargerAdapterBuffer()
+void SimulatedWindowsTest::asksForALargerAdapterBuffer()
 {
     const Windows windows;
     const ULONG needed = windows.neededAdapterSize();
@@ -251,7 +251,7 @@ void TestSimulatedWindows::asksForALargerAdapterBuffer()
     QCOMPARE(neededAfter(nullptr, needed + 100'000), needed);
 }
 
-void TestSimulatedWindows::checksAdapterQueries()
+void SimulatedWindowsTest::checksAdapterQueries()
 {
     const Windows windows;
     const auto query = [&](ULONG family, ULONG flags, void *reserved) {
@@ -271,7 +271,7 @@ void TestSimulatedWindows::checksAdapterQueries()
              ERROR_INVALID_PARAMETER);
 }
 
-void TestSimulatedWindows::reportsThatThereIsNoAdapter()
+void SimulatedWindowsTest::reportsThatThereIsNoAdapter()
 {
     const Windows windows{SimulatedPc()};
     ULONG size = 15000;
@@ -280,7 +280,7 @@ void TestSimulatedWindows::reportsThatThereIsNoAdapter()
              ERROR_NO_DATA);
 }
 
-void TestSimulatedWindows::failsAdapterQueriesWhereAskedTo()
+void SimulatedWindowsTest::failsAdapterQueriesWhereAskedTo()
 {
     SimulatedPc pc = examplePc();
     pc.windowsFailures = {{"GetAdaptersAddresses", {111, 232, 0, 5}}};
@@ -301,7 +301,7 @@ void TestSimulatedWindows::failsAdapterQueriesWhereAskedTo()
     QCOMPARE(query(size), NO_ERROR);
 }
 
-void TestSimulatedWindows::enumeratesDevices()
+void SimulatedWindowsTest::enumeratesDevices()
 {
     const Windows windows;
     const HDEVINFO set = windows.networkDevices();
@@ -318,7 +318,7 @@ void TestSimulatedWindows::enumeratesDevices()
     QVERIFY(!windows.api.SetupDiEnumDeviceInfo(set, 2, &third));
 }
 
-void TestSimulatedWindows::opensOnlyTheNetworkClass()
+void SimulatedWindowsTest::opensOnlyTheNetworkClass()
 {
     const Windows windows;
     const auto open = [&](const GUID *classGuid, const wchar_t *enumerator) {
@@ -334,7 +334,7 @@ void TestSimulatedWindows::opensOnlyTheNetworkClass()
     QCOMPARE(open(&networkClass, L"PCI"), INVALID_HANDLE_VALUE);
 }
 
-void TestSimulatedWindows::keepsEveryDeviceSet()
+void SimulatedWindowsTest::keepsEveryDeviceSet()
 {
     const Windows windows;
     const HDEVINFO first = windows.networkDevices();
@@ -343,7 +343,7 @@ void TestSimulatedWindows::keepsEveryDeviceSet()
     QCOMPARE(windows.device(first, 1).DevInst, windows.device(second, 1).DevInst);
 }
 
-void TestSimulatedWindows::readsDeviceProperties()
+void SimulatedWindowsTest::readsDeviceProperties()
 {
     SimulatedPc pc = examplePc();
     pc.deviceNodes[1].friendlyName = QString::fromUtf8("B\xC3\xBCro");
@@ -364,7 +364,7 @@ void TestSimulatedWindows::readsDeviceProperties()
              QString::fromUtf8("B\xC3\xBCro"));
 }
 
-void TestSimulatedWindows::readsNoOtherProperties()
+void SimulatedWindowsTest::readsNoOtherProperties()
 {
     const Windows windows;
     const auto isUnreadable = [&](DWORD index, DWORD property) {
@@ -378,7 +378,7 @@ void TestSimulatedWindows::readsNoOtherProperties()
     QVERIFY(isUnreadable(0, 0x4));
 }
 
-void TestSimulatedWindows::reportsTheRequiredPropertySize()
+void SimulatedWindowsTest::reportsTheRequiredPropertySize()
 {
     for (const DWORD bufferSize : {0U, 7U, 8U}) {
         const PropertyAnswer answer = queryProperty(Windows(), 0, SPDRP_FRIENDLYNAME, bufferSize);
@@ -389,7 +389,7 @@ void TestSimulatedWindows::reportsTheRequiredPropertySize()
     }
 }
 
-void TestSimulatedWindows::listsDrivers()
+void SimulatedWindowsTest::listsDrivers()
 {
     const Windows windows;
     // As many addresses as fit are written; the needed size is that of all.
@@ -411,7 +411,7 @@ void TestSimulatedWindows::listsDrivers()
     QCOMPARE(neededSize, 0U);
 }
 
-void TestSimulatedWindows::namesDrivers()
+void SimulatedWindowsTest::namesDrivers()
 {
     const Windows windows;
     const auto nameOf = [&](std::size_t driver, DWORD size) {
@@ -429,7 +429,7 @@ void TestSimulatedWindows::namesDrivers()
     QCOMPARE(nameOf(1, 20), QByteArray("Orvanta-BRVX.sys"));
 }
 
-void TestSimulatedWindows::keepsConsoleAttributes()
+void SimulatedWindowsTest::keepsConsoleAttributes()
 {
     const Windows windows;
     const HANDLE console = windows.api.GetStdHandle(STD_OUTPUT_HANDLE);
@@ -446,7 +446,7 @@ void TestSimulatedWindows::keepsConsoleAttributes()
     QCOMPARE(windows.simulated.consoleAttributes(), 0x0C);
 }
 
-void TestSimulatedWindows::refusesCalls()
+void SimulatedWindowsTest::refusesCalls()
 {
     const Windows windows;
     const HDEVINFO set = windows.networkDevices();
@@ -510,14 +510,14 @@ void TestSimulatedWindows::refusesCalls()
     QCOMPARE(windows.simulated.consoleAttributes(), 0x07);
 }
 
-void TestSimulatedWindows::failsWhereAskedTo_data()
+void SimulatedWindowsTest::failsWhereAskedTo_data()
 {
     QTest::addColumn<QString>("function");
     platform::WindowsApi().forEach(
         [](const auto &entry) { QTest::newRow(entry.name) << QString(entry.name); });
 }
 
-void TestSimulatedWindows::failsWhereAskedTo()
+void SimulatedWindowsTest::failsWhereAskedTo()
 {
     QFETCH(const QString, function);
 
@@ -539,7 +539,7 @@ void TestSimulatedWindows::failsWhereAskedTo()
     QVERIFY(call(windows.api));
 }
 
-void TestSimulatedWindows::answersFromSeveralThreads()
+void SimulatedWindowsTest::answersFromSeveralThreads()
 {
     SimulatedPc pc = examplePc();
     constexpr int rounds = 200;
@@ -556,5 +556,5 @@ void TestSimulatedWindows::answersFromSeveralThreads()
     QCOMPARE(failures + other.get(), rounds);
 }
 
-QTEST_GUILESS_MAIN(TestSimulatedWindows)
+QTEST_GUILESS_MAIN(SimulatedWindowsTest)
 #include "tst_simulatedwindows.moc"
