@@ -1,5 +1,5 @@
-// The kernel library of a simulated PC: it exports the simulated kernel's operations by ordinal, as
-// the definition file beside it says. A test tool; no package holds it.
+// The kernel library of a simulated PC: it exports the simulated kernel's operations by ordinal. A
+// test tool; no package holds it.
 
 #include "simulator/SimulatedKernel.h"
 
