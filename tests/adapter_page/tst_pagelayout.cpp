@@ -165,18 +165,18 @@ void PageLayoutTest::hasWidgets()
 void PageLayoutTest::arrangesThem()
 {
     const QStringList expected = {
-        "all_layout: QVBoxLayout in verticalLayout: "
-        "contents, errorText, spacer 20x40 Minimum Expanding",
-        "anylayout: QVBoxLayout in contents: "
-        "label, label_2, loading_frame, groupBox_3, groupBox, groupBox_2",
-        "horizontalLayout: QHBoxLayout in verticalLayout_4: "
-        "createSingleLink, createDualLink, spacer 40x20 Expanding Minimum",
-        "horizontalLayout_2: QHBoxLayout in loading_frame: loadingIcon_lbl AlignLeft, "
-        "loadingInfotext_lbl AlignLeft, spacer 40x20 Expanding Minimum",
-        "horizontalLayout_3: QHBoxLayout in verticalLayout_2: "
-        "removeSingleLink, spacer 40x20 Expanding Minimum, clearSingleLink",
-        "horizontalLayout_4: QHBoxLayout in verticalLayout_3: "
-        "removeDualLink, spacer 40x20 Expanding Minimum, clearDualLink",
+        ("all_layout: QVBoxLayout in verticalLayout: "
+         "contents, errorText, spacer 20x40 Minimum Expanding"),
+        ("anylayout: QVBoxLayout in contents: "
+         "label, label_2, loading_frame, groupBox_3, groupBox, groupBox_2"),
+        ("horizontalLayout: QHBoxLayout in verticalLayout_4: "
+         "createSingleLink, createDualLink, spacer 40x20 Expanding Minimum"),
+        ("horizontalLayout_2: QHBoxLayout in loading_frame: loadingIcon_lbl AlignLeft, "
+         "loadingInfotext_lbl AlignLeft, spacer 40x20 Expanding Minimum"),
+        ("horizontalLayout_3: QHBoxLayout in verticalLayout_2: "
+         "removeSingleLink, spacer 40x20 Expanding Minimum, clearSingleLink"),
+        ("horizontalLayout_4: QHBoxLayout in verticalLayout_3: "
+         "removeDualLink, spacer 40x20 Expanding Minimum, clearDualLink"),
         "verticalLayout: QVBoxLayout in NetworkAdapterSelectorPage: all_layout",
         "verticalLayout_2: QVBoxLayout in groupBox: singleLinkList, horizontalLayout_3",
         "verticalLayout_3: QVBoxLayout in groupBox_2: dualLinkList, horizontalLayout_4",
