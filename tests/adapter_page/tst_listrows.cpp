@@ -50,28 +50,29 @@ void ListRowsTest::init()
 
 void ListRowsTest::cannotBeEdited_data()
 {
-    const DataRows<const char *> row("list");
+    const DataRows<QString> row("list");
     for (const char *list : {availableList, singleList, dualList})
         row(list, list);
 }
 
 void ListRowsTest::cannotBeEdited()
 {
-    QFETCH(const char *, list);
+    QFETCH(const QString, list);
+    const QByteArray name = list.toLatin1();
     WizardUser &user = startOnAdapters();
-    const QStringList rows = user.rows(list);
-    QWidget *viewport = user.find<QListView>(list).viewport();
+    const QStringList rows = user.rows(name);
+    QWidget *viewport = user.find<QListView>(name).viewport();
 
-    user.click(list, 0);
+    user.click(name, 0);
     user.key(Qt::Key_F2);
     QTest::mouseDClick(viewport, Qt::LeftButton, Qt::NoModifier, QPoint(40, 8));
     QVERIFY(!viewport->findChild<QLineEdit *>());
-    QCOMPARE(user.rows(list), rows);
+    QCOMPARE(user.rows(name), rows);
 }
 
 void ListRowsTest::tellsItsPorts_data()
 {
-    const DataRows<const char *, int, QString> row("list", "row", "description");
+    const DataRows<QString, int, QString> row("list", "row", "description");
     row("port that is up", availableList, 0,
         "Identifier: A\nDescription: Description of A\nLink up");
     row("markup", availableList, 1, "Identifier: <b>B</b>\nDescription: <img src=x> & %1\nLink up");
@@ -84,12 +85,13 @@ void ListRowsTest::tellsItsPorts_data()
 
 void ListRowsTest::tellsItsPorts()
 {
-    QFETCH(const char *, list);
+    QFETCH(const QString, list);
     QFETCH(int, row);
     QFETCH(QString, description);
     const WizardUser &user = startOnAdapters();
-    QCOMPARE(user.values(list, Qt::AccessibleDescriptionRole)[row].toString(), description);
-    QCOMPARE(readText(user.values(list, Qt::ToolTipRole)[row].toString()), description);
+    QCOMPARE(user.values(list.toLatin1(), Qt::AccessibleDescriptionRole)[row].toString(),
+             description);
+    QCOMPARE(readText(user.values(list.toLatin1(), Qt::ToolTipRole)[row].toString()), description);
 }
 
 void ListRowsTest::followsTheLamp()
