@@ -42,9 +42,16 @@ private slots:
 void ListRowsTest::init()
 {
     WizardFixture::init();
-    m_pc->setPorts({{"A", "Up"}, {"<b>B</b>", "Up"}, {"C", "Down"}, {"D", "Down"}, {"E", "Up"}});
+    m_pc->setPorts({{"A", "Card 1"},
+                    {"<b>B</b>", "Card 1"},
+                    {"C", "Card 2"},
+                    {"D", "Card 3"},
+                    {"E", "Card 4"}});
     pc().kernel.devices[1].description = "<img src=x> & %1";
-    pc().adapters = {{"Up", 6, 1, 10'000'000'000}, {"Down", 6, 2, 10'000'000'000}};
+    pc().adapters = {{"Card 1", 6, 1, 10'000'000'000},
+                     {"Card 2", 6, 2, 10'000'000'000},
+                     {"Card 3", 6, 2, 10'000'000'000},
+                     {"Card 4", 6, 1, 10'000'000'000}};
     m_pc->writeConfig("C\nD;E\n\n");
 }
 
