@@ -14,15 +14,9 @@ class CallCount
 public:
     CallCount()
     {
-        const auto count = [this](auto &entry) {
-            entry.function = [&calls = m_calls[entry.name],
-                              real = entry.function](auto... arguments) {
-                ++calls;
-                return real(arguments...);
-            };
-        };
-        platform::windowsApi().forEach(count);
-        platform::kernelApi().forEach(count);
+        const auto countEntry = [this](auto &entry) { count(entry.name, entry.function); };
+        platform::windowsApi().forEach(countEntry);
+        platform::kernelApi().forEach(countEntry);
     }
 
     /// Prints one line for each function that was called.

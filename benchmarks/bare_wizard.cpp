@@ -1,24 +1,45 @@
 // What a wizard with the same pages, texts and pictures costs that does nothing.
-//     bare_wizard SECONDS [still]      the time to stay on each page; still: without the animation
+//     bare_wizard SECONDS moving|still [ROWS]      the time to stay on each page, what the
+//     animation
+//                                                  does, and the rows that whole_program has
+//                                                  written
 
 #include "app/ConclusionPage.h"
 #include "app/IntroductionPage.h"
 #include "benchmarks/WizardWalk.h"
 #include "ui_NetworkAdapterSelectorPage.h"
 
+#include <QFile>
+#include <QHash>
+#include <QIcon>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QMovie>
+#include <QStandardItemModel>
 #include <QWizardPage>
 
 namespace
 {
 
+/// Returns the rows of all lists, by the list's name.
+QJsonObject readRows(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("Expected %s to be readable", qPrintable(path));
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
 class BareAdapterPage : public QWizardPage
 {
 public:
-    explicit BareAdapterPage(bool isAnimated)
+    BareAdapterPage(bool isAnimated, const QJsonObject &rows) : m_rows(rows)
     {
         m_form.setupUi(this);
         m_form.loading_frame->hide();
+        for (QListView *list : findChildren<QListView *>())
+            list->setModel(new QStandardItemModel(list));
         if (!isAnimated)
             return;
         auto *movie = new QMovie(":/loading.gif", QByteArray(), this);
@@ -27,7 +48,30 @@ public:
         movie->start();
     }
 
+    void initializePage() override
+    {
+        for (QListView *list : findChildren<QListView *>())
+            fill(static_cast<QStandardItemModel &>(*list->model()),
+                 m_rows[list->objectName()].toArray());
+    }
+
 private:
+    static void fill(QStandardItemModel &model, const QJsonArray &rows)
+    {
+        QHash<QString, QIcon> lamps;
+        for (const QJsonValue &row : rows) {
+            const QString lamp = row["lamp"].toString();
+            if (!lamps.contains(lamp))
+                lamps.insert(lamp, QIcon(QPixmap(lamp)));
+            auto *item = new QStandardItem(lamps.value(lamp), row["text"].toString());
+            item->setEditable(false);
+            item->setToolTip(row["toolTip"].toString());
+            item->setData(row["description"].toString(), Qt::AccessibleDescriptionRole);
+            model.appendRow(item);
+        }
+    }
+
+    const QJsonObject m_rows;
     Ui::NetworkAdapterSelectorPage m_form;
 };
 
@@ -36,14 +80,17 @@ private:
 int main(int argc, char *argv[])
 {
     endPhase("load");
-    if (argc < 2)
+    if (argc < 3)
         return 2;
+    const bool isAnimated = QByteArray(argv[2]) == "moving";
+    const QJsonObject rows = argc > 3 ? readRows(QFile::decodeName(argv[3])) : QJsonObject();
+    endPhase("rows");
 
     QApplication application(argc, argv);
     QWizard wizard;
     wizard.setWizardStyle(QWizard::ModernStyle);
     wizard.addPage(new IntroductionPage(&wizard));
-    wizard.addPage(new BareAdapterPage(QByteArray(argv[2]) != "still"));
+    wizard.addPage(new BareAdapterPage(isAnimated, rows));
     wizard.addPage(new ConclusionPage(&wizard));
     WizardWalk(wizard, QByteArray(argv[1]).toInt()).run();
 }

@@ -57,11 +57,11 @@ void describePc(TemporaryPc &pc, int ports)
 
 /// The simulated kernel looks through all its devices: with thousands of them that would take most
 /// of the time.
-std::uint32_t answerAtOnce(const char *identifier, platform::DeviceInfo *information,
+std::uint32_t answerAtOnce(const char *identifier, platform::DeviceInfo *device,
                            std::uint32_t /*flags*/)
 {
     const int port = QByteArray(identifier).replace("saved ", "").toInt();
-    std::strcpy(information->friendlyName, portName(port).toUtf8().constData());
+    std::strcpy(device->friendlyName, portName(port).toUtf8().constData());
     return 0;
 }
 

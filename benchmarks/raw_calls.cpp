@@ -68,10 +68,10 @@ void getSharedMemory(std::uint32_t handle)
 /// Returns the device's friendly name.
 std::string queryDevice(const std::string &identifier)
 {
-    static platform::DeviceInfo information;
-    information.size = sizeof(information);
-    kernelApi().queryDeviceInformation(identifier.c_str(), &information, OVF_NO_FLAGS);
-    return information.friendlyName;
+    platform::DeviceInfo device{};
+    device.size = sizeof(device);
+    kernelApi().queryDeviceInformation(identifier.c_str(), &device, OVF_NO_FLAGS);
+    return device.friendlyName;
 }
 
 void queryPort(const std::string &identifier, std::vector<std::string> &names)
@@ -104,7 +104,7 @@ std::vector<std::string> search(const std::vector<std::string> &savedPorts)
     std::uint32_t sharedMemory = 0;
     kernelApi().OV_createSharedMemEx(&sharedMemory, nullptr, 64, OVF_NO_FLAGS);
     getSharedMemory(sharedMemory);
-    static platform::SystemInformation information;
+    platform::SystemInformation information{};
     information.size = sizeof(information);
     kernelApi().OV_getSystemInformation(&information, OVF_NO_FLAGS);
     std::uint32_t kernel = 0;

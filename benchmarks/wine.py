@@ -1,11 +1,11 @@
 """Runs the Windows benchmarks under Wine and reads how long their phases took."""
 
 import contextlib
+import json
 import os
 import pathlib
 import re
 import shutil
-import statistics
 import subprocess
 import sys
 import tempfile
@@ -15,7 +15,7 @@ sys.path.append(str(SOURCE / "simulator/wine"))
 from virtual_display import virtual_display  # noqa: E402
 from wine_pc import WinePc, windows_path  # noqa: E402
 
-RUNS = 21
+LARGEST_PC = "sixty-four-ports"
 
 
 def qt_folder(build):
@@ -23,10 +23,22 @@ def qt_folder(build):
                      re.MULTILINE)[1]
 
 
+def make_pc(folder, ports):
+    """Makes a simulated PC with some of the largest one's ports, and with all else that it has."""
+    shutil.copytree(SOURCE / "pcs" / LARGEST_PC, folder)
+    settings = json.loads((folder / "pc.json").read_text())
+    devices = settings["kernel"]["devices"]
+    removed = {device["friendlyName"] for device in devices[ports:]}
+    settings["kernel"]["devices"] = devices[:ports]
+    settings["deviceNodes"] = [node for node in settings["deviceNodes"]
+                               if node["friendlyName"] not in removed]
+    (folder / "pc.json").write_text(json.dumps(settings))
+
+
 class WineBench:
     """A simulated PC under Wine with the benchmarks of a build; it is ended with the `with` block."""
 
-    def __init__(self, build, pc):
+    def __init__(self, build, ports):
         self.build = build
         self.qt = qt_folder(build)
         self.stack = contextlib.ExitStack()
@@ -34,9 +46,11 @@ class WineBench:
         prefixes = build / "wine"
         prefixes.mkdir(exist_ok=True)
         folder = pathlib.Path(self.stack.enter_context(tempfile.TemporaryDirectory(dir=prefixes)))
-        shutil.copytree(SOURCE / "pcs" / pc, folder / "pc")
-        self.pc = self.stack.enter_context(WinePc(folder / "prefix", folder / "pc", prefixes))
-        self.pc.manage_windows()
+        make_pc(folder / "pc", ports)
+        self.rows = windows_path(folder / "rows.json")
+        self.pc = WinePc(folder / "prefix", folder / "pc", prefixes)
+        self.stack.callback(self.pc.end)
+        manage_windows(self.pc.prefix)
         os.link(build / "simulator/Brelvix.dll",
                 self.pc.prefix / "drive_c/windows/system32/Brelvix.dll")
         self.display = self.stack.enter_context(virtual_display())
@@ -54,7 +68,8 @@ class WineBench:
         self.stack.callback(os.sched_setaffinity, 0, processors)
         os.sched_setaffinity(0, {min(processors)})
 
-    def _run(self, program, *arguments):
+    def times(self, program, *arguments):
+        """Runs a program and returns the milliseconds of each of its phases."""
         process = self.pc.start(
             [self.build / "benchmarks" / f"{program}.exe", *arguments],
             variables={"DISPLAY": self.display, "WINEPATH": windows_path(f"{self.qt}/bin")},
@@ -63,11 +78,3 @@ class WineBench:
         if process.returncode != 0:
             raise RuntimeError(f"{program} ended with status {process.returncode}")
         return {phase: int(time) / 1e6 for phase, time in re.findall(r"(.*): (\d+) ns", output)}
-
-    def times(self, commands):
-        """Returns for each (program, argument...) the median time of each phase in milliseconds.
-        The programs take turns, so that the machine's moods hit them alike."""
-        runs = [[self._run(*command) for command in commands] for _ in range(RUNS + 1)]
-        # The first round warms up.
-        return [{phase: statistics.median(run[place][phase] for run in runs[1:])
-                 for phase in runs[0][place]} for place in range(len(commands))]
