@@ -1,8 +1,7 @@
 // What a wizard with the same pages, texts and pictures costs that does nothing.
-//     bare_wizard SECONDS moving|still [ROWS]      the time to stay on each page, what the
-//     animation
-//                                                  does, and the rows that whole_program has
-//                                                  written
+//     bare_wizard SECONDS moving|still [ROWS]
+// SECONDS is the time to stay on each page, the next what the animation does, ROWS the file with
+// the rows to show that whole_program has written.
 
 #include "app/ConclusionPage.h"
 #include "app/IntroductionPage.h"

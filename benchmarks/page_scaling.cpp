@@ -1,6 +1,8 @@
 // What the adapter page costs on a PC with many ports, half of which are saved already: filling and
 // pruning the lists, the lamps, and every button.
 //     page_scaling PORTS
+// What pruning costs where all ports are saved as Dual Links.
+//     page_scaling PORTS dual-links
 
 #include "app/OrvantaConfigurator.h"
 #include "benchmarks/Phases.h"
@@ -26,24 +28,34 @@ QString portName(int port)
     return QString("Example 10G Adapter #%1. PCI Slot: 0, Port: 0").arg(port);
 }
 
-/// A quarter of the ports is saved as Single Links and a quarter as Dual Links, and an eighth bears
-/// the name of an adapter that Windows runs. The saved identifiers differ from the listed ones, so
-/// that it is the page that has to find the ports by their texts.
-void describePc(TemporaryPc &pc, int ports)
+/// The identifier under which a port is saved. It differs from the listed one, so that it is the
+/// page that has to find the ports by their texts.
+QByteArray savedPort(int port)
+{
+    return "saved " + QByteArray::number(port);
+}
+
+void addPorts(TemporaryPc &pc, int ports)
 {
     pc.installDriver();
+    for (int port = 0; port < ports; ++port)
+        pc.pc().kernel.devices.append({QString::number(port), {}, {}});
+}
+
+/// Saves a quarter of the ports as Single Links and a quarter as Dual Links, and gives an eighth
+/// the name of an adapter that Windows runs.
+void saveSomePorts(TemporaryPc &pc, int ports)
+{
     QByteArray config;
     for (int port = 0; port < ports; ++port) {
-        pc.pc().kernel.devices.append({QString::number(port), {}, {}});
-        const QByteArray saved = "saved " + QByteArray::number(port);
         switch (port % 8) {
         case 0:
         case 1:
         case 3:
-            config += saved + '\n';
+            config += savedPort(port) + '\n';
             break;
         case 2:
-            config += saved + ';';
+            config += savedPort(port) + ';';
             break;
         case 4:
             pc.pc().adapters.append({portName(port), 6, 1, 1'000'000'000});
@@ -52,6 +64,14 @@ void describePc(TemporaryPc &pc, int ports)
             break;
         }
     }
+    pc.writeConfig(config);
+}
+
+void saveAllPortsAsDualLinks(TemporaryPc &pc, int ports)
+{
+    QByteArray config;
+    for (int port = 0; port < ports; port += 2)
+        config += savedPort(port) + ';' + savedPort(port + 1) + '\n';
     pc.writeConfig(config);
 }
 
@@ -132,11 +152,17 @@ private:
 int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
-    if (argc != 2)
+    if (argc < 2)
         return 2;
+    const int ports = QByteArray(argv[1]).toInt();
+    const bool areAllSaved = argc > 2;
 
     TemporaryPc pc;
-    describePc(pc, QByteArray(argv[1]).toInt());
+    addPorts(pc, ports);
+    if (areAllSaved)
+        saveAllPortsAsDualLinks(pc, ports);
+    else
+        saveSomePorts(pc, ports);
     const SimulatedMachine machine(pc.pc());
     platform::kernelApi().queryDeviceInformation.function = answerAtOnce;
 
@@ -144,6 +170,8 @@ int main(int argc, char *argv[])
     // The lamps read Windows' list once a row, whatever the program does: that is counted apart.
     platform::windowsApi().GetAdaptersAddresses.function = refuseAtOnce;
     page.finishSearch();
+    if (areAllSaved)
+        return 0;
     page.click("createSingleLink", "availableAdaptersList", 1);
     page.click("createDualLink", "availableAdaptersList", 2);
     page.click("removeSingleLink", "singleLinkList", 1);

@@ -1,7 +1,6 @@
 // The program on a simulated PC, taken through its pages.
-//     whole_program SECONDS [ROWS]     the time to stay on each page, and the file to which the
-//     rows
-//                                      of its lists are written
+//     whole_program SECONDS [ROWS]
+// SECONDS is the time to stay on each page, ROWS the file that its lists' rows are written to.
 
 #include "adapter_page/LinkRules.h"
 #include "app/OrvantaConfigurator.h"

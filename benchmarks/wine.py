@@ -43,6 +43,7 @@ class WineBench:
         self.qt = qt_folder(build)
         self.stack = contextlib.ExitStack()
         self._use_one_processor()
+        self._take_precedence()
         prefixes = build / "wine"
         prefixes.mkdir(exist_ok=True)
         folder = pathlib.Path(self.stack.enter_context(tempfile.TemporaryDirectory(dir=prefixes)))
@@ -68,6 +69,13 @@ class WineBench:
         self.stack.callback(os.sched_setaffinity, 0, processors)
         os.sched_setaffinity(0, {min(processors)})
 
+    def _take_precedence(self):
+        """Other programs of a busy machine would cost more than what is measured."""
+        scheduling = os.sched_getscheduler(0), os.sched_getparam(0)
+        with contextlib.suppress(PermissionError):
+            os.sched_setscheduler(0, os.SCHED_FIFO, os.sched_param(1))
+            self.stack.callback(os.sched_setscheduler, 0, *scheduling)
+
     def times(self, program, *arguments):
         """Runs a program and returns the milliseconds of each of its phases."""
         process = self.pc.start(
@@ -78,3 +86,13 @@ class WineBench:
         if process.returncode != 0:
             raise RuntimeError(f"{program} ended with status {process.returncode}")
         return {phase: int(time) / 1e6 for phase, time in re.findall(r"(.*): (\d+) ns", output)}
+
+    def search(self):
+        """Returns the milliseconds from showing the page to the painted lists. The programs take
+        turns, so that the machine's moods hit them alike."""
+        program = self.times("whole_program", "0", self.rows)
+        bare = self.times("bare_wizard", "0", "still", self.rows)
+        raw = self.times("raw_calls")
+        return {"program": program["adapter page"], "bare wizard": bare["adapter page"],
+                "raw calls": raw["raw calls"], "no answer": program["window does not answer"],
+                "own share": program["adapter page"] - bare["adapter page"] - raw["raw calls"]}
