@@ -43,7 +43,6 @@ class WineBench:
         self.qt = qt_folder(build)
         self.stack = contextlib.ExitStack()
         self._use_one_processor()
-        self._take_precedence()
         prefixes = build / "wine"
         prefixes.mkdir(exist_ok=True)
         folder = pathlib.Path(self.stack.enter_context(tempfile.TemporaryDirectory(dir=prefixes)))
@@ -68,13 +67,6 @@ class WineBench:
         processors = os.sched_getaffinity(0)
         self.stack.callback(os.sched_setaffinity, 0, processors)
         os.sched_setaffinity(0, {min(processors)})
-
-    def _take_precedence(self):
-        """Other programs of a busy machine would cost more than what is measured."""
-        scheduling = os.sched_getscheduler(0), os.sched_getparam(0)
-        with contextlib.suppress(PermissionError):
-            os.sched_setscheduler(0, os.SCHED_FIFO, os.sched_param(1))
-            self.stack.callback(os.sched_setscheduler, 0, *scheduling)
 
     def times(self, program, *arguments):
         """Runs a program and returns the milliseconds of each of its phases."""
