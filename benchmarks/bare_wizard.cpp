@@ -58,7 +58,8 @@ private:
     static void fill(QStandardItemModel &model, const QJsonArray &rows)
     {
         QHash<QString, QIcon> lamps;
-        for (const QJsonValue &row : rows) {
+        for (const auto &value : rows) {
+            const QJsonObject row = value.toObject();
             const QString lamp = row["lamp"].toString();
             if (!lamps.contains(lamp))
                 lamps.insert(lamp, QIcon(QPixmap(lamp)));
@@ -71,7 +72,7 @@ private:
     }
 
     const QJsonObject m_rows;
-    Ui::NetworkAdapterSelectorPage m_form;
+    Ui::NetworkAdapterSelectorPage m_form{};
 };
 
 } // namespace
