@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -29,5 +30,14 @@ public:
     }
 
 private:
+    template <typename Result, typename... Arguments>
+    void count(const std::string &name, std::function<Result(Arguments...)> &function)
+    {
+        function = [&calls = m_calls[name], real = function](Arguments... arguments) {
+            ++calls;
+            return real(arguments...);
+        };
+    }
+
     std::map<std::string, std::atomic<int>> m_calls;
 };

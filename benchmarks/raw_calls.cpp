@@ -117,7 +117,7 @@ std::vector<std::string> search(const std::vector<std::string> &savedPorts)
     getSharedMemory(sharedMemory);
 
     std::vector<std::string> names;
-    std::array<char, platform::deviceIdentifierSize> identifier{};
+    std::array<char, 256> identifier{};
     for (std::uint32_t index = 0;
          kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier.data(),
                                       OVF_NO_FLAGS) == 0;

@@ -13,7 +13,7 @@ import tempfile
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 sys.path.append(str(SOURCE / "simulator/wine"))
 from virtual_display import virtual_display  # noqa: E402
-from wine_pc import WinePc, windows_path  # noqa: E402
+from wine_pc import WinePc, manage_windows, windows_path  # noqa: E402
 
 LARGEST_PC = "sixty-four-ports"
 
