@@ -41,19 +41,20 @@ void *operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void *memory) noexcept
+// Where it is inlined, the compiler takes it for a mismatch of new and free.
+[[gnu::noinline]] void operator delete(void *memory) noexcept
 {
     std::free(memory);
 }
 
 void operator delete(void *memory, std::size_t /*size*/) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }
 
 void operator delete(void *memory, const std::nothrow_t & /*tag*/) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }
 
 namespace
