@@ -84,7 +84,7 @@ void GEVBackendOrvanta::openDriver()
 
 void GEVBackendOrvanta::createSharedMemory()
 {
-    const std::uint32_t code = kernelApi().OV_createSharedMemEx(&m_sharedMemHandle.value, nullptr,
+    const std::uint32_t code = kernelApi().OV_createSharedMemEx(&m_sharedMemHandle, nullptr,
                                                                 sizeof(SharedData), OVF_NO_FLAGS);
     report(code,
            "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)",
@@ -120,7 +120,7 @@ void GEVBackendOrvanta::loadKernelLibrary()
 
     // Tested, too: a refused block is reported, and a write through null would end the program
     // before the driver is closed.
-    if (SharedData *sd = sharedData(m_sharedMemHandle.value, getSharedMemory))
+    if (SharedData *sd = sharedData(m_sharedMemHandle, getSharedMemory))
         sd->kernelHandle = kernelHandle();
 }
 
@@ -129,13 +129,13 @@ void GEVBackendOrvanta::close()
     if (m_state == State::Closed)
         return;
 
-    if (SharedData *sd = sharedData(m_sharedMemHandle.value, getSharedMemory)) {
+    if (SharedData *sd = sharedData(m_sharedMemHandle, getSharedMemory)) {
         if (sd->kernelHandle != 0) {
             kernelApi().freeKernel(sd->kernelHandle);
             sd->kernelHandle = 0;
         }
-        kernelApi().freeSharedMem(m_sharedMemHandle.value, OVF_NO_FLAGS);
-        m_sharedMemHandle.value = 0;
+        kernelApi().freeSharedMem(m_sharedMemHandle, OVF_NO_FLAGS);
+        m_sharedMemHandle = 0;
     }
     kernelApi().closeDriver();
     m_state = State::Closed;
@@ -150,7 +150,7 @@ std::string GEVBackendOrvanta::getKernelLibraryPath() const
 
 void GEVBackendOrvanta::releaseKernelObjects()
 {
-    SharedData *sd = sharedData(m_sharedMemHandle.value, getSharedMemory);
+    SharedData *sd = sharedData(m_sharedMemHandle, getSharedMemory);
     if (!sd)
         return;
     kernelApi().releaseSecondObject(sd->secondObject, OVF_NO_FLAGS);

@@ -38,7 +38,7 @@ public:
     std::string getKernelLibraryPath() const;
 
     /// Returns the kernel's handle of the shared memory, 0 when there is none.
-    std::uint32_t getSharedDataHandle() const { return m_sharedMemHandle.value; }
+    std::uint32_t getSharedDataHandle() const { return m_sharedMemHandle; }
 
     /// Returns the friendly name that the kernel knows for a device, else its description, else the
     /// identifier itself.
@@ -57,12 +57,6 @@ public:
 private:
     enum class State : std::int32_t { Closed = 0, DriverOpen = 1, KernelLoaded = 2 };
 
-    struct KernelHandle {
-        std::uint32_t value;
-        /// Belongs to the record; never used.
-        std::uint32_t reserved;
-    };
-
     void openDriver();
     void createSharedMemory();
     void readSystemInformation();
@@ -70,7 +64,9 @@ private:
 
     State m_state = State::Closed;
     platform::SystemInformation m_systemInfo{};
-    KernelHandle m_sharedMemHandle{};
+    std::uint32_t m_sharedMemHandle = 0;
+    /// Belongs to the handle; never used.
+    std::uint32_t m_reservedWord = 0;
     std::string m_kernelLibraryDir;
     bool m_optionA;
     /// Kept with the session; nothing reads it.
