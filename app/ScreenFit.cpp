@@ -44,17 +44,24 @@ ScreenFit::ScreenFit(QWizard &wizard) : m_wizard(wizard)
 {
     letListsGiveWay(true);
     wizard.installEventFilter(this);
+    for (const int id : wizard.pageIds())
+        wizard.page(id)->installEventFilter(this);
     connect(&wizard, &QWizard::currentIdChanged, this, &ScreenFit::fit);
 }
 
 bool ScreenFit::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::WindowStateChange) {
+    // The wizard goes on to the next page's minimum only where it finds its own.
+    const bool isPageLeft = watched != &m_wizard && event->type() == QEvent::Hide;
+    if (isPageLeft && !event->spontaneous() && m_wizardsMinimumHeight)
+        m_wizard.setMinimumHeight(*std::exchange(m_wizardsMinimumHeight, std::nullopt));
+
+    if (watched == &m_wizard && event->type() == QEvent::WindowStateChange) {
         const auto &change = static_cast<const QWindowStateChangeEvent &>(*event);
         m_isBeingRestored = change.oldState() & statesThatFillTheScreen;
     }
     // The other sizes that the window system tells come from the user's hand on the frame.
-    const bool isResize = event->type() == QEvent::Resize;
+    const bool isResize = watched == &m_wizard && event->type() == QEvent::Resize;
     if (isResize && (!event->spontaneous() || std::exchange(m_isBeingRestored, false)))
         fitLater();
     return QObject::eventFilter(watched, event);
@@ -74,7 +81,9 @@ void ScreenFit::fit()
     const QSize room = area.size() - (m_wizard.frameGeometry().size() - m_wizard.size());
 
     const int wantedHeight = m_wizard.minimumHeight() + heightGivenAway(m_wizard);
-    letListsGiveWay(wantedHeight > room.height());
+    const int heightGained = letListsGiveWay(wantedHeight > room.height());
+    if (heightGained != 0)
+        setMinimumHeight(m_wizard.minimumHeight() + heightGained);
     if (m_wizard.windowState() & statesThatFillTheScreen)
         return;
 
@@ -88,20 +97,25 @@ void ScreenFit::fit()
         m_wizard.move(place.topLeft());
 }
 
-void ScreenFit::letListsGiveWay(bool giveWay)
+/// Returns by how much the shown lists' least height has grown.
+int ScreenFit::letListsGiveWay(bool giveWay)
 {
-    bool isPageChanged = false;
+    const int givenAwayBefore = heightGivenAway(m_wizard);
     for (QListView *list : m_wizard.findChildren<QListView *>()) {
         // One that is not shown yet gives way, too: when its page comes, the window grows as far as
         // there is room, instead of beyond.
-        const int height = giveWay || !list->isVisible() ? heightOfOneRow(*list) : 0;
-        isPageChanged |= list->isVisible() && list->minimumHeight() != height;
-        list->setMinimumHeight(height);
+        list->setMinimumHeight(giveWay || !list->isVisible() ? heightOfOneRow(*list) : 0);
         // Otherwise the layouts around it would hear of it one by one, as the event loop turns.
         for (QWidget *widget = list; widget != &m_wizard; widget = widget->parentWidget())
             widget->updateGeometry();
     }
-    // The wizard asks for its page's minimum only when something about its own layout is set.
-    if (isPageChanged)
-        m_wizard.setTitleFormat(m_wizard.titleFormat());
+    return givenAwayBefore - heightGivenAway(m_wizard);
+}
+
+/// Sets it past the wizard, which would show its page anew to do so, and search anew.
+void ScreenFit::setMinimumHeight(int height)
+{
+    if (!m_wizardsMinimumHeight)
+        m_wizardsMinimumHeight = m_wizard.minimumHeight();
+    m_wizard.setMinimumHeight(height);
 }

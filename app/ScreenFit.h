@@ -2,6 +2,8 @@
 
 #include <QObject>
 
+#include <optional>
+
 class QWizard;
 
 /// Keeps a wizard's window, with its frame, within the available area of its screen wherever that
@@ -19,9 +21,12 @@ protected:
 private:
     void fitLater();
     void fit();
-    void letListsGiveWay(bool giveWay);
+    int letListsGiveWay(bool giveWay);
+    void setMinimumHeight(int height);
 
     QWizard &m_wizard;
+    /// The wizard's own minimum height while another one is set.
+    std::optional<int> m_wizardsMinimumHeight;
     /// The window no longer fills the screen; its new size is still to come.
     bool m_isBeingRestored = false;
 };

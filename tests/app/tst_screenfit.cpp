@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <optional>
+#include <tuple>
 
 namespace
 {
@@ -29,6 +30,11 @@ public:
     {
         if (isWatched)
             m_screenFit.emplace(wizard);
+        auto &list = platform::windowsApi().GetAdaptersAddresses.function;
+        list = [this, list](auto... arguments) {
+            ++m_adapterLists;
+            return list(arguments...);
+        };
         // A dialog opens on the screen on which the mouse is.
         for (const QScreen *screen : QGuiApplication::screens()) {
             if (screen->name() == screenName)
@@ -50,13 +56,14 @@ public:
         QCoreApplication::processEvents();
     }
 
-    /// Returns how the pages look and how small the window may be, one after the other.
-    QList<std::pair<QImage, QSize>> appearances()
+    /// Returns how the pages look, how small the window may be, and how often Windows' adapters
+    /// have been listed, page by page.
+    QList<std::tuple<QImage, QSize, int>> appearances()
     {
-        QList<std::pair<QImage, QSize>> pages;
+        QList<std::tuple<QImage, QSize, int>> pages;
         for (const int id : wizard.pageIds()) {
             user.waitForSearch();
-            pages.append({wizard.grab().toImage(), wizard.minimumSize()});
+            pages.append({wizard.grab().toImage(), wizard.minimumSize(), m_adapterLists});
             if (id < 2)
                 user.press(QWizard::NextButton);
         }
@@ -65,6 +72,7 @@ public:
 
 private:
     std::optional<ScreenFit> m_screenFit;
+    int m_adapterLists = 0;
 };
 
 } // namespace
