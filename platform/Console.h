@@ -7,14 +7,14 @@ namespace platform
 /// the program was started from. A stream that is redirected stays as it is. Connections may be
 /// nested; other threads wait for theirs. Does nothing where there is no such console, nor on other
 /// systems.
-class ConsoleConnection
+class [[maybe_unused]] ConsoleConnection
 {
 public:
 #ifdef _WIN32
     ConsoleConnection();
     ~ConsoleConnection();
 #else
-    ConsoleConnection() {}
+    ConsoleConnection() = default;
 #endif
     ConsoleConnection(const ConsoleConnection &) = delete;
     ConsoleConnection &operator=(const ConsoleConnection &) = delete;
