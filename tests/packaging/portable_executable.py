@@ -14,11 +14,6 @@ def imports(image):
     return found
 
 
-def exports(image):
-    """Returns the names that the image offers."""
-    return {symbol.name for symbol in image.DIRECTORY_ENTRY_EXPORT.symbols}
-
-
 def resource(image, kind):
     """Returns the name (a text or a number) and the bytes of the one resource of a kind such as
     "RT_ICON"."""
@@ -33,10 +28,6 @@ def resource(image, kind):
 
 def version_texts(image):
     """Returns the language and code page of the version block, as in "040904E4", and its texts."""
-    (table,) = (
-        table
-        for block in image.FileInfo[0]
-        if block.Key == b"StringFileInfo"
-        for table in block.StringTable
-    )
+    texts, _ = image.FileInfo[0]
+    (table,) = texts.StringTable
     return table.LangID.decode(), {key.decode(): text.decode() for key, text in table.entries.items()}

@@ -24,11 +24,11 @@ from wine_pc import WinePrefix, environment  # noqa: E402
 STATUS_REFUSED = 2
 
 PROGRAM_FOLDER = pathlib.PurePath("Program Files", "Orvanta Configurator")
+OTHER_FOLDER = r"C:\Configurator"
 START_MENU = pathlib.PurePath("ProgramData", "Microsoft", "Windows", "Start Menu", "Programs")
 START_MENU_ENTRY = START_MENU / "Orvanta Configurator.lnk"
 GUIDE_ENTRY = START_MENU / "Orvanta Configurator Guide.lnk"
-PUBLIC_DOCUMENTS = pathlib.PurePath("users", "Public", "Documents")
-CONFIGURATION_FOLDER = PUBLIC_DOCUMENTS / "Fennory" / "PMT2"
+CONFIGURATION_FOLDER = pathlib.PurePath("users", "Public", "Documents", "Fennory", "PMT2")
 CONFIGURATION = CONFIGURATION_FOLDER / "orvanta_config.txt"
 UNINSTALL_KEY = r"Software\Microsoft\Windows\CurrentVersion\Uninstall\OrvantaConfigurator"
 UNINSTALLER = "uninstall.exe"
@@ -36,21 +36,6 @@ UNINSTALLER = "uninstall.exe"
 OLD_VERSION = "3.1.0"
 OLD_FILE = "only-in-the-old-version.txt"
 USERS_CONNECTIONS = b"DEVICE-A\r\nDEVICE-B;DEVICE-C\r\n"
-
-
-def make_old_installer(folder):
-    """Returns an installer of an older version with one more file than today's."""
-    extra = folder / "extra"
-    extra.mkdir()
-    (extra / OLD_FILE).write_text("old\n")
-    make_packages(
-        folder,
-        "NSIS",
-        CPACK_PACKAGE_VERSION=OLD_VERSION,
-        CPACK_PACKAGE_FILE_NAME="old",
-        CPACK_INSTALLED_DIRECTORIES=f"{extra};licenses",
-    )
-    return folder / "old.exe"
 
 
 def make_packages(folder, generators, **variables):
@@ -96,9 +81,6 @@ class Pc(WinePrefix):
         subprocess.run(["wineserver", "-w"], env=self.variables)
         return status
 
-    def press_return(self):
-        subprocess.run(["xdotool", "key", "Return"], env=self.variables, check=True)
-
     def has_window(self):
         search = ["xdotool", "search", "--onlyvisible", "--name", "OrvantaConfigurator"]
         return subprocess.run(search, env=self.variables, capture_output=True).returncode == 0
@@ -124,18 +106,18 @@ class Installer(unittest.TestCase):
     def setUp(self):
         shelf = packages.BUILD / "wine"
         shelf.mkdir(exist_ok=True)
-        self.folder = pathlib.Path(tempfile.mkdtemp(dir=shelf))
-        self.addCleanup(shutil.rmtree, self.folder)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(dir=shelf)))
         display = self.enterContext(virtual_display())
         self.pc = self.enterContext(Pc(self.folder, display))
 
     def install(self, installer=packages.INSTALLER, *options):
         self.assertEqual(self.pc.run(installer, "/S", *options), 0)
 
-    def uninstall(self):
-        self.assertEqual(self.pc.run(self.pc.drive / PROGRAM_FOLDER / UNINSTALLER, "/S"), 0)
+    def uninstall(self, folder=PROGRAM_FOLDER):
+        self.assertEqual(self.pc.run(self.pc.drive / folder / UNINSTALLER, "/S"), 0)
 
-    def test_silent_installation(self):
+    def test_silent_installation_and_uninstallation_which_leaves_nothing(self):
+        before = self.everything()
         self.install()
 
         self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
@@ -153,50 +135,6 @@ class Installer(unittest.TestCase):
         self.assertEqual(values["DisplayIcon"], rf"{folder}\OrvantaConfigurator.exe")
         self.assertEqual(values["QuietUninstallString"], rf'"{folder}\uninstall.exe" /S')
 
-    def test_installed_program_makes_a_file(self):
-        self.install()
-
-        self.pc.start("start", "/unix", self.pc.drive / START_MENU_ENTRY).wait()
-        wait_for(self.pc.has_window, "the wizard's window")
-        wait_for(self.is_wizard_over, "Return on each page to lead to the end")
-        self.assertEqual((self.pc.drive / CONFIGURATION).read_bytes(), b"\n")
-
-    def is_wizard_over(self):
-        self.pc.press_return()
-        return not self.pc.has_window()
-
-    def test_files_of_others_are_never_touched(self):
-        configuration = self.pc.drive / CONFIGURATION
-        configuration.parent.mkdir(parents=True)
-        configuration.write_bytes(USERS_CONNECTIONS)
-        written = configuration.stat().st_mtime_ns
-        self.install(make_old_installer(self.folder))
-        (self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll").write_bytes(b"kernel")
-
-        self.install()
-        self.uninstall()
-
-        self.assertEqual(configuration.read_bytes(), USERS_CONNECTIONS)
-        self.assertEqual(configuration.stat().st_mtime_ns, written)
-        self.assertEqual(self.pc.files(PROGRAM_FOLDER), {"Brelvix.dll"})
-
-    def test_upgrade_replaces_the_older_version_in_its_folder(self):
-        self.install(make_old_installer(self.folder), r"/D=C:\Camera\Configurator")
-        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files("Camera/Configurator"))
-        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], OLD_VERSION)
-
-        self.install()
-        self.assertEqual(self.pc.files("Camera/Configurator"), packages.FILES | {UNINSTALLER})
-        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
-        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], "3.2.0")
-        self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
-        self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
-
-    def test_uninstallation_leaves_nothing(self):
-        before = self.everything()
-        self.install()
-        self.assertNotEqual(self.everything(), before)
-
         self.uninstall()
         self.assertEqual(self.everything(), before)
         self.assertEqual(self.pc.uninstall_values(), {})
@@ -205,6 +143,39 @@ class Installer(unittest.TestCase):
         """Returns the drive's files and folders but for the temporary ones."""
         paths = (path.relative_to(self.pc.drive) for path in self.pc.drive.rglob("*"))
         return {path for path in paths if "temp" not in (part.lower() for part in path.parts)}
+
+    def test_upgrade_replaces_the_older_version_and_no_files_of_others(self):
+        configuration = self.pc.drive / CONFIGURATION
+        configuration.parent.mkdir(parents=True)
+        configuration.write_bytes(USERS_CONNECTIONS)
+        written = configuration.stat().st_mtime_ns
+        extra = self.folder / "extra"
+        extra.mkdir()
+        (extra / OLD_FILE).write_text("old\n")
+        make_packages(
+            self.folder,
+            "NSIS",
+            CPACK_PACKAGE_VERSION=OLD_VERSION,
+            CPACK_PACKAGE_FILE_NAME="old",
+            CPACK_INSTALLED_DIRECTORIES=f"{extra};licenses",
+        )
+
+        self.install(self.folder / "old.exe", f"/D={OTHER_FOLDER}")
+        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files("Configurator"))
+        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], OLD_VERSION)
+        (self.pc.drive / "Configurator" / "Brelvix.dll").write_bytes(b"kernel")
+
+        self.install()
+        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
+        self.assertEqual(self.pc.files("Configurator"), files)
+        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
+        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], "3.2.0")
+        self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
+
+        self.uninstall("Configurator")
+        self.assertEqual(configuration.read_bytes(), USERS_CONNECTIONS)
+        self.assertEqual(configuration.stat().st_mtime_ns, written)
+        self.assertEqual(self.pc.files("Configurator"), {"Brelvix.dll"})
 
     def test_maker_s_certificate_signs_installer_program_and_uninstaller(self):
         certificate, key = make_certificate(self.folder)
@@ -227,20 +198,24 @@ class Installer(unittest.TestCase):
         self.uninstall()
         self.assertFalse(installed.exists())
 
-    def test_running_program_is_left_alone(self):
-        folder = r"C:\Configurator"
-        self.install(packages.INSTALLER, f"/D={folder}")
-        program = self.pc.start(rf"{folder}\{packages.PROGRAM}")
-        self.addCleanup(program.wait)
-        self.addCleanup(self.pc.end)
+    def test_running_program_is_left_alone_and_makes_a_file(self):
+        self.install(packages.INSTALLER, f"/D={OTHER_FOLDER}")
+        self.pc.start("start", "/unix", self.pc.drive / START_MENU_ENTRY).wait()
         wait_for(self.pc.has_window, "the wizard's window")
 
         self.assertEqual(self.pc.start(packages.INSTALLER, "/S").wait(), STATUS_REFUSED)
         # With _?= the uninstaller does the work itself and tells how it ended.
-        uninstaller = self.pc.start(rf"{folder}\{UNINSTALLER}", "/S", f"_?={folder}")
-        self.assertEqual(uninstaller.wait(), STATUS_REFUSED)
-        self.assertIsNone(program.poll())
+        command = [rf"{OTHER_FOLDER}\{UNINSTALLER}", "/S", f"_?={OTHER_FOLDER}"]
+        self.assertEqual(self.pc.start(*command).wait(), STATUS_REFUSED)
+        self.assertTrue(self.pc.has_window())
         self.assertEqual(self.pc.files("Configurator"), packages.FILES | {UNINSTALLER})
+
+        wait_for(self.is_wizard_over, "Return on each page to lead to the end")
+        self.assertEqual((self.pc.drive / CONFIGURATION).read_bytes(), b"\n")
+
+    def is_wizard_over(self):
+        subprocess.run(["xdotool", "key", "Return"], env=self.pc.variables, check=True)
+        return not self.pc.has_window()
 
 
 class InstallerFile(unittest.TestCase):

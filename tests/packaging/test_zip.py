@@ -3,7 +3,6 @@
 needs nothing but itself and Windows."""
 
 import json
-import os
 import pathlib
 import re
 import struct
@@ -104,13 +103,9 @@ class Program(unittest.TestCase):
                 "ProductVersion": "Git Commit Hash: ",
             },
         )
-        (translation,) = (
-            variable.entry
-            for block in self.image.FileInfo[0]
-            if block.Key == b"VarFileInfo"
-            for variable in block.Var
-        )
-        self.assertEqual(translation, {b"Translation": "0x0409 0x04e4"})
+        _, variables = self.image.FileInfo[0]
+        (translation,) = variables.Var
+        self.assertEqual(translation.entry, {b"Translation": "0x0409 0x04e4"})
 
         (numbers,) = self.image.VS_FIXEDFILEINFO
         version = (3 << 16 | 2, 0)
@@ -152,7 +147,8 @@ class Libraries(unittest.TestCase):
     def test_every_library_has_what_the_others_take_from_it(self):
         for file, libraries in self.imports.items():
             for library in set(libraries) & set(self.images):
-                offered = portable_executable.exports(self.images[library])
+                symbols = self.images[library].DIRECTORY_ENTRY_EXPORT.symbols
+                offered = {symbol.name for symbol in symbols}
                 self.assertLessEqual(libraries[library], offered, f"{file} takes from {library}")
 
     def test_every_library_is_needed(self):
@@ -192,15 +188,6 @@ class Components(unittest.TestCase):
         for relationship in self.list["relationships"]:
             self.assertIn(relationship["spdxElementId"], elements)
             self.assertIn(relationship["relatedSpdxElement"], elements)
-
-    def test_time_is_a_commit_s(self):
-        # The last commit may have come after the package was made.
-        log = ["git", "log", "--format=%cd", "--date=format-local:%Y-%m-%dT%H:%M:%SZ"]
-        variables = {**os.environ, "TZ": "UTC"}
-        times = subprocess.check_output(log, cwd=packages.SOURCE, env=variables, text=True).split()
-        created = self.list["creationInfo"]["created"]
-        self.assertIn(created, times)
-        self.assertIn(created, self.list["documentNamespace"])
 
     def test_notices_name_versions_and_existing_licences(self):
         notices = self.files["licenses/NOTICES.txt"].decode()

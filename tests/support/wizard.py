@@ -169,12 +169,10 @@ class Wizard:
 
     def move_focus_to(self, name):
         """Presses Tab until the widget with an object name has the focus."""
-        focused = self.focused()
-        while focused != name:
-            before = focused
+        while self.focused() != name:
+            before = self.focused()
             self.press_keys("Tab")
             wait_for(lambda: self.focused() != before, "the focus to move")
-            focused = self.focused()
 
     def press_on(self, name, *keys):
         """Goes to a widget with the Tab key and presses keys there."""

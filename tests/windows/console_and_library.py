@@ -2,19 +2,25 @@
 """The console that the shipped program was started from, and where it finds the kernel library."""
 
 import os
+import pathlib
 import shutil
 import subprocess
 import unittest
 
 import end_to_end
-from end_to_end import AVAILABLE, BUILD, KERNEL_LIBRARY, OPEN_DRIVER, TWO_CARDS
+from end_to_end import AVAILABLE, BUILD, CLOSE_DRIVER_CALL, KERNEL_LIBRARY, TWO_CARDS
 from waiting import wait_for
 from wine_pc import registry_text, windows_path
 
 TOOLS = BUILD / "tests" / "windows"
-DRIVER_MISSING = "OrvantaConfig::isOrvantaInstalled(): Orvanta driver not found."
+KERNEL_LIBRARY_WITHOUT_182 = TOOLS / "without-182" / "Brelvix.dll"
+
+OPEN_DRIVER = "OV_openDriver(customerNr)"
+SYSTEM_INFORMATION = "OV_getSystemInformation(&m_systemInfo, 0)"
 LIBRARY_MISSING = "platform::kernelApi(): Brelvix.dll cannot be loaded, error 126."
+ORDINAL_MISSING = "platform::kernelApi(): Brelvix.dll has no ordinal 182."
 NO_DRIVER = "Unable to open the driver!"
+NO_INFORMATION = "Could not get system information"
 MACHINE = ("system", "System\\\\CurrentControlSet\\\\Control\\\\Session Manager\\\\Environment")
 USER = ("user", "Environment")
 
@@ -48,40 +54,52 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
                 registry.write(f'"{name}"=str(2):"{registry_text(value)}"\n')
 
     def test_debug_output_and_report_reach_the_console(self):
-        self.prepare("two-cards-empty", kernel_library=False)
+        self.prepare(
+            "two-cards-empty",
+            kernel_library=KERNEL_LIBRARY_WITHOUT_182,
+            kernel={"errorName": "EXAMPLE_REFUSED", "errorText": "The licence has expired."},
+        )
         wizard = self.start_by("console_reader", self.program)
-        self.expect_failure(wizard)
+        self.expect_failure(wizard, NO_INFORMATION)
         self.assertEqual(wizard.cancel(), 0)
         lines = self.printed.read_text().splitlines()
-        first = lines.index(f"02 {LIBRARY_MISSING}")
-        self.assertEqual(lines[first + 1], "0C ERROR (0000007E = '') -")
+        first = lines.index(f"02 {ORDINAL_MISSING}")
+        self.assertEqual(
+            lines[first + 1 : first + 4],
+            [
+                "0C ERROR (0000007F = 'EXAMPLE_REFUSED') -",
+                f"0C   {SYSTEM_INFORMATION}: {NO_INFORMATION}: "
+                f"Error running command {SYSTEM_INFORMATION}",
+                "02 The licence has expired.",
+            ],
+        )
+        self.assertIn(f'errorText(0x0000007F, "{SYSTEM_INFORMATION}", 0)', self.kernel_calls())
+        self.assertEqual(self.kernel_calls()[-1], CLOSE_DRIVER_CALL)
 
     def test_debug_output_reaches_a_debugger_where_there_is_no_console(self):
         self.prepare("no-driver-saved")
         wizard = self.start_by("debugger", self.program)
         wizard.open_adapters()
-        wizard.answer_message_box()
+        self.assertEqual(
+            wizard.answer_message_box(),
+            ("Orvanta Search Error", "Orvanta not found. Please install the Orvanta drivers."),
+        )
         self.assertEqual(wizard.cancel(), 0)
-        self.assertIn(DRIVER_MISSING, self.printed.read_text())
+        message = "OrvantaConfig::isOrvantaInstalled(): Orvanta driver not found."
+        self.assertIn(message, self.printed.read_text())
+        self.assertEqual(self.kernel_calls(), [])
 
-    def check_survival(self, *events):
-        """Has events happen in the console while the kernel session is open."""
+    def test_neither_keys_nor_closing_the_console_end_the_program(self):
         self.prepare("slow-kernel")
         wizard = self.start_by("console_reader", self.program)
         wizard.wait_for_page(0)
         wizard.press_keys("Return")
         wait_for(self.kernel_calls, "the driver to be opened")
-        self.tell(wizard, *events)
+        self.tell(wizard, "Ctrl+C", "Ctrl+Break", "close")
         wait_for(lambda: wizard.page() == 1 and not wizard.is_searching(), "the search to end")
         self.assertEqual(wizard.texts(AVAILABLE), TWO_CARDS[1:2])
         self.assertEqual(wizard.cancel(), 0)
-        self.assertEqual(self.kernel_calls()[-1], "closeDriver()")
-
-    def test_keys_of_the_console_do_not_end_the_program(self):
-        self.check_survival("Ctrl+C", "Ctrl+Break")
-
-    def test_closing_the_console_does_not_end_the_program(self):
-        self.check_survival("close")
+        self.assertEqual(self.kernel_calls()[-1], CLOSE_DRIVER_CALL)
 
     def test_the_command_prompt_redirects_and_waits(self):
         self.prepare("two-cards-empty", kernel_library=False)
@@ -95,9 +113,9 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         printed = self.program_folder / "report.txt"
         wait_for(lambda: printed.read_bytes(), "the report")
         self.assertEqual(
-            printed.read_text(),
-            "ERROR (0000007E = '') -\n"
-            f"  {OPEN_DRIVER}: {NO_DRIVER}: Error running command {OPEN_DRIVER}\n",
+            printed.read_bytes().decode(),
+            "ERROR (0000007E = '') -\r\n"
+            f"  {OPEN_DRIVER}: {NO_DRIVER}: Error running command {OPEN_DRIVER}\r\n",
         )
         self.assertIn(LIBRARY_MISSING, (self.program_folder / "debug.txt").read_text())
 
@@ -107,14 +125,23 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertEqual(wizard.cancel(), 0)
         self.assertTrue((self.program_folder / "ended.txt").exists())
 
-    def test_the_kernel_library_is_found_on_the_machines_path_only(self):
+    def plant(self, folder):
+        """Puts libraries that leave a mark into a folder, under every name that the program loads
+        from elsewhere, also as Qt would look for its plugins."""
+        names = [file.relative_to(self.program_folder) for file in self.program_folder.rglob("*.dll")]
+        self.assertIn(pathlib.Path("platforms/qwindows.dll"), names)
+        names.append(pathlib.Path("Brelvix.dll"))
+        for name in [*names, *("plugins" / name for name in names)]:
+            (folder / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(TOOLS / "Planted.dll", folder / name)
+
+    def test_only_the_machines_path_leads_to_libraries(self):
         self.prepare("two-cards-empty", kernel_library=False)
         planted, maker = self.folder / "planted", self.folder / "maker" / "bin"
         maker.mkdir(parents=True)
         os.link(KERNEL_LIBRARY, maker / "Brelvix.dll")
         for folder in self.folder, planted:
-            folder.mkdir(exist_ok=True)
-            shutil.copyfile(TOOLS / "Planted.dll", folder / "Brelvix.dll")
+            self.plant(folder)
         lure = windows_path(planted)
         self.set_variables(USER, PATH=lure, LURE=lure)
         refused = f".;planted;{lure[2:]};\\\\?\\{lure};\\\\.\\{lure};%LURE%;{lure}%LURE%"
@@ -131,6 +158,12 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertEqual(wizard.cancel(), 0)
         self.assertFalse(mark.exists())
 
+        # The same libraries are loaded by a program that takes them from there.
+        self.pc.start(
+            ["rundll32", "Qt6Core.dll,Planted"], variables=variables, cwd=self.folder
+        ).wait()
+        self.assertTrue(mark.exists())
+
     def test_what_was_missing_is_looked_for_again(self):
         self.prepare("two-cards-empty", kernel_library=False)
         maker = self.folder / "maker"
@@ -140,16 +173,16 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         wizard.press_keys("alt+b")
 
         maker.mkdir()
-        os.link(end_to_end.KERNEL_LIBRARY_WITHOUT_182, maker / "Brelvix.dll")
-        self.expect_failure(wizard, "Could not get system information")
+        os.link(KERNEL_LIBRARY_WITHOUT_182, maker / "Brelvix.dll")
+        self.expect_failure(wizard, NO_INFORMATION)
         wizard.press_keys("alt+b")
 
         (maker / "Brelvix.dll").unlink()
-        os.link(KERNEL_LIBRARY, maker / "Brelvix.dll")
+        os.link(KERNEL_LIBRARY, self.pc.drive / "windows" / "system32" / "Brelvix.dll")
         wizard.open_adapters()
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
         self.assertEqual(wizard.cancel(), 0)
-        self.assertEqual(self.messages().count(LIBRARY_MISSING), 1)
+        self.assertEqual(self.messages_file.read_text().count(LIBRARY_MISSING), 1)
 
 
 if __name__ == "__main__":
