@@ -13,7 +13,7 @@ import tempfile
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 sys.path.append(str(SOURCE / "simulator/wine"))
 from virtual_display import virtual_display  # noqa: E402
-from wine_pc import WinePc, manage_windows, windows_path  # noqa: E402
+from wine_pc import WinePc, windows_path  # noqa: E402
 
 LARGEST_PC = "sixty-four-ports"
 
@@ -50,7 +50,7 @@ class WineBench:
         self.rows = windows_path(folder / "rows.json")
         self.pc = WinePc(folder / "prefix", folder / "pc", prefixes)
         self.stack.callback(self.pc.end)
-        manage_windows(self.pc.prefix)
+        self.pc.manage_windows()
         os.link(build / "simulator/Brelvix.dll",
                 self.pc.prefix / "drive_c/windows/system32/Brelvix.dll")
         self.display = self.stack.enter_context(virtual_display())

@@ -11,7 +11,6 @@ import os
 import pathlib
 import shutil
 import subprocess
-import tempfile
 
 NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
