@@ -2,6 +2,7 @@
 // wizard, and what the user is left with. Frees and closes are not made to fail.
 
 #include "tests/fault_matrix/FaultInjector.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/PrintedMessages.h"
 #include "tests/support/ProcessResources.h"
@@ -44,6 +45,7 @@ QString entry(int port)
     return QString("Port %1. PCI Slot: 0, Port: 0").arg(port);
 }
 
+constexpr auto savedFile = "P3\nP4;P5\n\n";
 const QString port1 = entry(1) + " | About 1 | green";
 const QString port2 = entry(2) + " | About 2 | red";
 const QString dualLink = entry(4) + " + " + entry(5);
@@ -59,12 +61,17 @@ struct Outcome {
     QStringList closingCalls = {"freeSharedMem(1, 0)", "closeDriver()"};
     /// Shared memory and driver that stay open.
     int openResources = 0;
+    /// What was listed is what is saved.
+    QByteArray file = savedFile;
 };
 
 struct Row {
     Fault fault;
     Outcome expected;
 };
+
+/// How a run finds the driver: with its file, loaded without it, or with its file but refused.
+enum class Driver { Installed, OnlyLoaded, Refused };
 
 QString report(std::uint32_t code, const char *command, const QString &failure = {})
 {
@@ -86,7 +93,7 @@ Outcome driverRefused(std::uint32_t code)
 
 Outcome driverMissing()
 {
-    return {"Orvanta not found. Please install the Orvanta drivers.", {}, {}, {}, {}, {}};
+    return {"Orvanta not found. Please install the Orvanta drivers.", {}, {}, {}, {}, {}, 0, "\n"};
 }
 
 /// The saved ports are still resolved, since the driver is open.
@@ -230,17 +237,9 @@ QList<Row> reportRows()
 
 const char *nameOf(FailingCall call)
 {
-    switch (call) {
-    case First:
-        return "first";
-    case Second:
-        return "second";
-    case Middle:
-        return "middle";
-    case Last:
-        return "last";
-    }
-    return "";
+    static const QMap<FailingCall, const char *> names = {
+        {First, "first"}, {Second, "second"}, {Middle, "middle"}, {Last, "last"}};
+    return names[call];
 }
 
 QByteArray nameOf(const Fault &fault)
@@ -251,11 +250,11 @@ QByteArray nameOf(const Fault &fault)
         .toUtf8();
 }
 
-SimulatedPc simulatedPc(TemporaryPc &temporary, bool isDriverFileThere)
+SimulatedPc simulatedPc(TemporaryPc &temporary, Driver driver)
 {
-    if (isDriverFileThere)
+    if (driver != Driver::OnlyLoaded)
         temporary.installDriver();
-    temporary.writeConfig("P3\nP4;P5\n\n");
+    temporary.writeConfig(savedFile);
     SimulatedPc &pc = temporary.pc();
     pc.loadedDrivers = QStringList{"ntoskrnl.exe", "Orvanta-BRVX.sys"};
     pc.adapters = {{"Office"},
@@ -263,63 +262,31 @@ SimulatedPc simulatedPc(TemporaryPc &temporary, bool isDriverFileThere)
                    {"Port 2", 6, 2, 0},
                    {"Port 4", 6, 1, 10'000'000'000},
                    {"Port 5", 6, 1, 10'000'000'000}};
-    const auto addDevice = [&](const QString &id, const QString &name, const QString &about) {
-        pc.kernel.devices.append({id, name, about});
-    };
     const auto addNode = [&](const QString &name) {
         pc.deviceNodes.append({name, QStringList{"PCI\\VEN_1234"}, "Example Ethernet",
                                "PCI bus 3, device 0, function 0"});
     };
     addNode("Office");
     for (int port = 1; port <= 5; ++port) {
-        addDevice(QString("P%1").arg(port), QString("Port %1").arg(port),
-                  QString("About %1").arg(port));
-        addNode(QString("Port %1").arg(port));
+        const QString number = QString::number(port);
+        pc.kernel.devices.append({"P" + number, "Port " + number, "About " + number});
+        addNode("Port " + number);
     }
-    addDevice("P6", "Office", "About Office");
+    pc.kernel.devices.append({"P6", "Office", "About Office"});
     return pc;
 }
 
-/// One run through the wizard, from its first page to the file.
-class Run
-{
-public:
-    Run(bool isDriverFileThere, bool isDriverRefused)
-        : m_isDriverFileThere(isDriverFileThere), m_isDriverRefused(isDriverRefused)
-    {
-    }
-
-    /// `callsWithoutFault` is 0 for a run that only counts.
-    Outcome play(const Fault &fault, int callsWithoutFault);
-
-    /// Returns whether the event loop went on while the kernel was at work.
-    bool isEventLoopAlive() const { return m_beats >= beatsToWaitFor; }
-    QByteArray file() const { return m_file; }
-
-private:
-    static constexpr int beatsToWaitFor = 3;
-
-    void holdSearchForBeats();
-    static QStringList rows(const WizardUser &user, const char *list);
-
-    bool m_isDriverFileThere;
-    bool m_isDriverRefused;
-    QSemaphore m_heartbeat;
-    int m_beats = 0;
-    QByteArray m_file;
-};
-
 /// The kernel answers its first call only after the event loop has beaten a few times.
-void Run::holdSearchForBeats()
+void holdSearchForBeats(QSemaphore &heartbeat, Driver driver)
 {
     auto &open = platform::kernelApi().OV_openDriver.function;
-    open = [this, original = open](const char *customerNr) {
-        m_heartbeat.acquire(beatsToWaitFor);
-        return m_isDriverRefused ? noAccess : original(customerNr);
+    open = [&heartbeat, driver, original = open](const char *customerNr) {
+        heartbeat.acquire(3);
+        return driver == Driver::Refused ? noAccess : original(customerNr);
     };
 }
 
-QStringList Run::rows(const WizardUser &user, const char *list)
+QStringList rowsOf(const WizardUser &user, const char *list)
 {
     QStringList rows;
     const QStringList texts = user.texts(list);
@@ -331,27 +298,27 @@ QStringList Run::rows(const WizardUser &user, const char *list)
     return rows;
 }
 
-Outcome Run::play(const Fault &fault, int callsWithoutFault)
+/// One run through the wizard, from its first page to the file. `callsWithoutFault` is 0 for a run
+/// that only counts.
+Outcome play(const Fault &fault, Driver driver, int callsWithoutFault)
 {
     const PrintedMessages quiet;
+    QSemaphore beats;
     TemporaryPc temporary;
     StandardOutput output;
-    RunningWizard running(simulatedPc(temporary, m_isDriverFileThere));
+    RunningWizard running(simulatedPc(temporary, driver));
     injectFault(fault, callsWithoutFault);
-    holdSearchForBeats();
+    holdSearchForBeats(beats, driver);
 
     QTimer heartbeat;
-    QObject::connect(&heartbeat, &QTimer::timeout, [this] {
-        ++m_beats;
-        m_heartbeat.release();
-    });
+    QObject::connect(&heartbeat, &QTimer::timeout, [&] { beats.release(); });
     heartbeat.start(1);
 
     running.user.openAdapters();
     Outcome outcome;
-    outcome.available = rows(running.user, "availableAdaptersList");
-    outcome.singleLinks = rows(running.user, "singleLinkList");
-    outcome.dualLinks = rows(running.user, "dualLinkList");
+    outcome.available = rowsOf(running.user, "availableAdaptersList");
+    outcome.singleLinks = rowsOf(running.user, "singleLinkList");
+    outcome.dualLinks = rowsOf(running.user, "dualLinkList");
     QStringList messages;
     for (const AnsweredMessageBox &box : running.boxes.answered())
         messages.append(box.title + ": " + box.text);
@@ -366,7 +333,7 @@ Outcome Run::play(const Fault &fault, int callsWithoutFault)
             outcome.closingCalls.append(call);
     }
     outcome.openResources = running.machine.kernel().openResources();
-    m_file = temporary.config();
+    outcome.file = temporary.config();
     return outcome;
 }
 
@@ -394,9 +361,6 @@ QString matrixRow(const Fault &fault, int calls, const Outcome &outcome)
 
 } // namespace
 
-Q_DECLARE_METATYPE(Fault)
-Q_DECLARE_METATYPE(Outcome)
-
 class FaultMatrixTest : public QObject
 {
     Q_OBJECT
@@ -407,48 +371,37 @@ private slots:
     void cleanupTestCase();
 
 private:
-    void addRows(const QList<Row> &rows, bool isDriverFileThere, bool isDriverRefused);
-
     qsizetype m_rowCount = 0;
     QStringList m_matrix;
 };
 
-void FaultMatrixTest::addRows(const QList<Row> &rows, bool isDriverFileThere, bool isDriverRefused)
-{
-    m_rowCount += rows.size();
-    for (const Row &row : rows)
-        QTest::newRow(nameOf(row.fault))
-            << row.fault << row.expected << isDriverFileThere << isDriverRefused;
-}
-
 void FaultMatrixTest::leavesTheUserWithTheTruth_data()
 {
-    QTest::addColumn<Fault>("fault");
-    QTest::addColumn<Outcome>("expected");
-    QTest::addColumn<bool>("isDriverFileThere");
-    QTest::addColumn<bool>("isDriverRefused");
-    addRows({{Fault(), Outcome()}}, true, false);
-    addRows(kernelRows(), true, false);
-    addRows(windowsRows(), true, false);
-    addRows(driverListRows(), false, false);
-    addRows(reportRows(), true, true);
+    const DataRows<Fault, Outcome, Driver> row("fault", "expected", "driver");
+    const auto addRows = [&](const QList<Row> &rows, Driver driver) {
+        m_rowCount += rows.size();
+        for (const auto &[fault, expected] : rows)
+            row(nameOf(fault), fault, expected, driver);
+    };
+    addRows({{Fault(), Outcome()}}, Driver::Installed);
+    addRows(kernelRows(), Driver::Installed);
+    addRows(windowsRows(), Driver::Installed);
+    addRows(driverListRows(), Driver::OnlyLoaded);
+    addRows(reportRows(), Driver::Refused);
 }
 
 void FaultMatrixTest::leavesTheUserWithTheTruth()
 {
     QFETCH(Fault, fault);
     QFETCH(Outcome, expected);
-    QFETCH(bool, isDriverFileThere);
-    QFETCH(bool, isDriverRefused);
+    QFETCH(Driver, driver);
 
-    Run(isDriverFileThere, isDriverRefused).play(fault, 0);
+    play(fault, driver, 0);
     const int calls = callsOfFaultyFunction();
     QVERIFY2(calls > 0 || fault.function.isEmpty(), "Expected the function to be called");
     const ProcessResources before = ProcessResources::now();
 
-    Run run(isDriverFileThere, isDriverRefused);
-    const Outcome outcome = run.play(fault, calls);
-
+    const Outcome outcome = play(fault, driver, calls);
     QCOMPARE(outcome.message, expected.message);
     QCOMPARE(outcome.report, expected.report);
     QCOMPARE(outcome.available, expected.available);
@@ -456,9 +409,7 @@ void FaultMatrixTest::leavesTheUserWithTheTruth()
     QCOMPARE(outcome.dualLinks, expected.dualLinks);
     QCOMPARE(outcome.closingCalls, expected.closingCalls);
     QCOMPARE(outcome.openResources, expected.openResources);
-    // What was listed is what is saved: all that was configured, or nothing.
-    QCOMPARE(run.file(),
-             expected.singleLinks.isEmpty() ? QByteArray("\n") : QByteArray("P3\nP4;P5\n\n"));
+    QCOMPARE(outcome.file, expected.file);
     QVERIFY(ProcessResources::now().hasNoMoreHandlesThan(before));
     m_matrix.append(matrixRow(fault, calls, outcome));
 }

@@ -1,5 +1,7 @@
 #include "simulator/SimulatedPc.h"
 
+#include "tests/support/DataRows.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -57,7 +59,6 @@ private slots:
     void tellsMissingPropertiesFromEmptyOnes();
     void readsCodes_data();
     void readsCodes();
-    void readsLinkSpeedsOfMoreThan32Bits();
     void readsFileWithByteOrderMark();
     void makesTheFolderAbsolute();
     void refusesContent_data();
@@ -65,7 +66,6 @@ private slots:
     void refusesBrokenJson_data();
     void refusesBrokenJson();
     void refusesWhatIsMissing();
-    void refusesInOneLine();
 };
 
 void SimulatedPcTest::readsEveryKey()
@@ -74,7 +74,8 @@ void SimulatedPcTest::readsEveryKey()
         "userName": "user2",
         "loadedDrivers": ["ntoskrnl.exe", "Orvanta-BRVX.sys"],
         "adapters": [
-            {"description": "LAN", "ifType": 71, "operStatus": 2, "transmitLinkSpeed": 100}
+            {"description": "LAN", "ifType": 71, "operStatus": 2,
+             "transmitLinkSpeed": 9223372036854775807}
         ],
         "deviceNodes": [
             {"friendlyName": "Adapter", "hardwareIds": ["first", "second"],
@@ -101,7 +102,7 @@ void SimulatedPcTest::readsEveryKey()
     QCOMPARE(pc.adapters[0].description, "LAN");
     QCOMPARE(pc.adapters[0].ifType, 71U);
     QCOMPARE(pc.adapters[0].operStatus, 2U);
-    QCOMPARE(pc.adapters[0].transmitLinkSpeed, 100U);
+    QCOMPARE(pc.adapters[0].transmitLinkSpeed, 9'223'372'036'854'775'807U);
 
     QCOMPARE(pc.deviceNodes.size(), 1);
     QCOMPARE(pc.deviceNodes[0].friendlyName, "Adapter");
@@ -129,8 +130,7 @@ void SimulatedPcTest::readsEveryKey()
 
 void SimulatedPcTest::keepsDefaultsWhereKeysAreMissing()
 {
-    const PcFolder folder(R"({"adapters": [{}], "kernel": {}})");
-    const SimulatedPc pc = folder.load();
+    const SimulatedPc pc = PcFolder(R"({"adapters": [{}], "kernel": {}})").load();
 
     QCOMPARE(pc.userName, "user1");
     QVERIFY(pc.loadedDrivers.isEmpty());
@@ -168,15 +168,13 @@ void SimulatedPcTest::tellsMissingPropertiesFromEmptyOnes()
 
 void SimulatedPcTest::readsCodes_data()
 {
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<std::uint32_t>("code");
-
-    QTest::newRow("number") << QByteArray("269877248") << 0x10160000U;
-    QTest::newRow("text") << QByteArray(R"("0x10160000")") << 0x10160000U;
-    QTest::newRow("lower-case digits") << QByteArray(R"("0x101f0000")") << 0x101F0000U;
-    QTest::newRow("smallest") << QByteArray("1") << 1U;
-    QTest::newRow("largest number") << QByteArray("4294967295") << 0xFFFFFFFFU;
-    QTest::newRow("largest text") << QByteArray(R"("0xFFFFFFFF")") << 0xFFFFFFFFU;
+    const DataRows<QByteArray, std::uint32_t> row("json", "code");
+    row("number", "269877248", 0x10160000);
+    row("text", R"("0x10160000")", 0x10160000);
+    row("lower-case digits", R"("0x101f0000")", 0x101F0000);
+    row("smallest", "1", 1);
+    row("largest number", "4294967295", 0xFFFFFFFF);
+    row("largest text", R"("0xFFFFFFFF")", 0xFFFFFFFF);
 }
 
 void SimulatedPcTest::readsCodes()
@@ -186,12 +184,6 @@ void SimulatedPcTest::readsCodes()
 
     const PcFolder folder(inKernel(R"({"endCode": )" + json + "}"));
     QCOMPARE(folder.load().kernel.endCode, code);
-}
-
-void SimulatedPcTest::readsLinkSpeedsOfMoreThan32Bits()
-{
-    const PcFolder folder(R"({"adapters": [{"transmitLinkSpeed": 9223372036854775807}]})");
-    QCOMPARE(folder.load().adapters[0].transmitLinkSpeed, 9'223'372'036'854'775'807U);
 }
 
 void SimulatedPcTest::readsFileWithByteOrderMark()
@@ -210,17 +202,18 @@ void SimulatedPcTest::makesTheFolderAbsolute()
 
 void SimulatedPcTest::refusesContent_data()
 {
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("refused");
-
-    const auto refused = [](const QByteArray &json, const QString &place, const QString &expected) {
-        QTest::newRow(json) << json << place + ": expected " + expected;
+    const DataRows<QByteArray, QString> row("json", "refused");
+    const auto refused = [&](const QByteArray &json, const QString &place,
+                             const QString &expected) {
+        row(json, json, place + ": expected " + expected);
     };
     refused("[1]", "", "an object, found [1]");
     const QString pcKeys = "no keys other than userName, loadedDrivers, adapters, deviceNodes, "
                            "kernel, windowsFailures, found ";
     refused(R"({"kernels": {}})", "", pcKeys + R"("kernels")");
     refused(R"({"Adapters": []})", "", pcKeys + R"("Adapters")");
+    // The text stays in one line.
+    refused(R"({"first\nsecond\r\nthird": "a\nb"})", "", pcKeys + R"("first second  third")");
 
     refused(R"({"userName": 1})", ": userName", "a text, found 1");
     const QString folderName = "the name of a folder, found ";
@@ -323,13 +316,11 @@ void SimulatedPcTest::refusesContent()
 
 void SimulatedPcTest::refusesBrokenJson_data()
 {
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("line");
-
-    QTest::newRow("empty file") << QByteArray("") << " in line 1";
-    QTest::newRow("missing value") << QByteArray("{\n\"kernel\": }") << " in line 2";
-    QTest::newRow("missing end") << QByteArray("{\n\n\"userName\": \"a\"") << " in line 3";
-    QTest::newRow("text alone") << QByteArray("pc") << " in line 1";
+    const DataRows<QByteArray, QString> row("json", "line");
+    row("empty file", "", " in line 1");
+    row("missing value", "{\n\"kernel\": }", " in line 2");
+    row("missing end", "{\n\n\"userName\": \"a\"", " in line 3");
+    row("text alone", "pc", " in line 1");
 }
 
 void SimulatedPcTest::refusesBrokenJson()
@@ -355,15 +346,6 @@ void SimulatedPcTest::refusesWhatIsMissing()
     QVERIFY(QFile::remove(folder.path() + "/pc.json"));
     const QString expected = folder.path() + "/pc.json: expected a file that can be read, found ";
     QVERIFY2(refusal(folder.path()).startsWith(expected), qPrintable(refusal(folder.path())));
-}
-
-void SimulatedPcTest::refusesInOneLine()
-{
-    const PcFolder folder(R"({"first\nsecond\r\nthird": "a\nb"})");
-    const QString line = refusal(folder.path());
-    QVERIFY2(line.endsWith("found \"first second  third\""), qPrintable(line));
-    QVERIFY(!line.contains(u'\n'));
-    QVERIFY(!line.contains(u'\r'));
 }
 
 QTEST_GUILESS_MAIN(SimulatedPcTest)
