@@ -29,7 +29,7 @@ QJsonArray placeOf(const QWidget &widget, const QRect &rect)
 QString textOf(const QWidget &widget)
 {
     for (const char *property : {"text", "title"}) {
-        const QString text = widget.property(property).toString();
+        QString text = widget.property(property).toString();
         if (!text.isEmpty())
             return text;
     }
