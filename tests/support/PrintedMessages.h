@@ -2,8 +2,10 @@
 
 #include <QStringList>
 
+#include <mutex>
+
 /// Collects Qt's debug, warning and error messages in place of printing them, for as long as the
-/// object lives. At most one at a time.
+/// object lives. At most one at a time; any thread may print.
 class PrintedMessages
 {
 public:
@@ -16,16 +18,25 @@ public:
     PrintedMessages(const PrintedMessages &) = delete;
     PrintedMessages &operator=(const PrintedMessages &) = delete;
 
-    QStringList texts() const { return s_texts; }
+    QStringList texts() const
+    {
+        const std::lock_guard lock(s_mutex);
+        return s_texts;
+    }
 
     /// Returns each message's type and the place that it names, as in "0 main.cpp:12:main".
-    QStringList origins() const { return s_origins; }
+    QStringList origins() const
+    {
+        const std::lock_guard lock(s_mutex);
+        return s_origins;
+    }
 
 private:
     static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
         if (isOfThePlatform(text))
             return;
+        const std::lock_guard lock(s_mutex);
         s_texts.append(text);
         s_origins.append(QString("%1 %2:%3:%4")
                              .arg(type)
@@ -42,6 +53,7 @@ private:
                text.startsWith("EnableNonClientDpiScaling() failed");
     }
 
+    static inline std::mutex s_mutex;
     static inline QStringList s_texts;
     static inline QStringList s_origins;
     QtMessageHandler m_previous;
