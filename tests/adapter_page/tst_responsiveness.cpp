@@ -5,11 +5,11 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSemaphore>
-#include <QThread>
-#include <QTimer>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace
@@ -47,20 +47,7 @@ public:
     Heartbeat() : m_waitedMs(waitedForProcessorMs())
     {
         m_clock.start();
-        m_timer.setTimerType(Qt::PreciseTimer);
-        m_timer.setInterval(beatMs);
-        m_timer.moveToThread(&m_thread);
-        connect(&m_thread, &QThread::started, &m_timer, qOverload<>(&QTimer::start));
-        connect(&m_thread, &QThread::finished, &m_timer, &QTimer::stop);
-        connect(
-            &m_timer, &QTimer::timeout, &m_timer, [this] { send(); }, Qt::DirectConnection);
-        m_thread.start();
-    }
-
-    ~Heartbeat() override
-    {
-        m_thread.quit();
-        m_thread.wait();
+        m_thread = std::jthread([this](const std::stop_token &stop) { beatUntil(stop); });
     }
 
     int answered() const { return m_answered; }
@@ -71,6 +58,16 @@ signals:
     void beat();
 
 private:
+    void beatUntil(const std::stop_token &stop)
+    {
+        auto next = std::chrono::steady_clock::now();
+        while (!stop.stop_requested()) {
+            next += std::chrono::milliseconds(beatMs);
+            std::this_thread::sleep_until(next);
+            send();
+        }
+    }
+
     void send()
     {
         const auto answerBeat = [this, number = ++m_sent, sentAtMs = m_clock.elapsed()] {
@@ -93,14 +90,14 @@ private:
             ++m_missed;
     }
 
-    QThread m_thread;
-    QTimer m_timer;
     QElapsedTimer m_clock;
     std::atomic_int m_sent = 0;
     int m_answered = 0;
     int m_missed = 0;
     qint64 m_answeredAtMs = 0;
     qint64 m_waitedMs;
+    /// Ends before the rest.
+    std::jthread m_thread;
 };
 
 } // namespace
