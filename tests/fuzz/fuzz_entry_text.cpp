@@ -2,6 +2,7 @@
 
 #include "adapter_page/LinkRules.h"
 #include "discovery/AdapterInfo.h"
+#include "discovery/EntryText.h"
 #include "tests/fuzz/Property.h"
 
 #include <QFile>
