@@ -12,14 +12,16 @@
 namespace
 {
 
+constexpr char slotMarker[] = ". PCI Slot:";
+
 bool isPlain(const QString &name)
 {
-    return !name.contains(pciSlotMarker) && !name.contains(pciPortMarker);
+    return !name.contains(slotMarker) && !name.contains(", Port: ");
 }
 
 QString nameBeforeSlot(const QString &text)
 {
-    return text.contains(pciSlotMarker) ? text.left(text.indexOf(pciSlotMarker)) : text;
+    return text.contains(slotMarker) ? text.left(text.indexOf(slotMarker)) : text;
 }
 
 void requireEntryText(const QString &name, std::uint32_t slot, std::uint32_t port)
