@@ -47,7 +47,7 @@ inline constexpr DWORD ERROR_NO_DATA = 232;
 inline constexpr ULONG AF_INET = 2;
 inline constexpr ULONG GAA_FLAG_INCLUDE_PREFIX = 0x10;
 inline constexpr DWORD IF_TYPE_ETHERNET_CSMACD = 6;
-enum IF_OPER_STATUS { IfOperStatusUp = 1, IfOperStatusDown = 2 };
+enum IF_OPER_STATUS : int { IfOperStatusUp = 1, IfOperStatusDown = 2 };
 
 struct IP_ADAPTER_ADDRESSES {
     BYTE BytesBeforeNext[8];
