@@ -46,8 +46,6 @@ void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bo
     // Reading an image takes longer than all the rest of a row. Through a pixmap Qt remembers it by
     // its file: an icon made of the file would add to Qt's cache with every search.
     QHash<int, QIcon> lamps;
-    // The views hear once of the whole list.
-    QSignalBlocker blocker(model);
     for (int row = 0; row < model->rowCount(); ++row) {
         QStandardItem *item = model->item(row);
         const QList<int> statuses = portStatuses(item->text(), isDualList);
@@ -61,8 +59,6 @@ void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bo
         // The kernel's texts are no markup.
         item->setToolTip(Qt::convertFromPlainText(description));
     }
-    blocker.unblock();
-    emit model->dataChanged(model->index(0, 0), model->index(model->rowCount() - 1, 0));
 }
 
 void NetworkAdapterSelectorPage::updateAllStatusIcons()
