@@ -27,63 +27,70 @@ int heightOfOneRow(const QListView &list)
     return size.height() + list.horizontalScrollBar()->sizeHint().height() + 2 * list.frameWidth();
 }
 
-/// Returns how much lower the lists on the page may be than they ask for.
+/// Returns the least height of the window that the current page asks for.
+int leastHeight(const QWizard &wizard)
+{
+    const QWidget *content = wizard.currentPage();
+    while (content->parentWidget() != &wizard)
+        content = content->parentWidget();
+    return content->minimumSizeHint().height();
+}
+
+/// Returns how much lower the lists on the current page may be than they ask for.
 int heightGivenAway(const QWizard &wizard)
 {
     int height = 0;
-    for (const QListView *list : wizard.findChildren<QListView *>()) {
-        if (list->isVisible() && list->minimumHeight() > 0)
+    for (const QListView *list : wizard.currentPage()->findChildren<QListView *>()) {
+        if (list->minimumHeight() > 0)
             height += list->minimumSizeHint().height() - list->minimumHeight();
     }
     return height;
+}
+
+void letListsGiveWay(const QWizard &wizard, bool giveWay)
+{
+    for (QListView *list : wizard.currentPage()->findChildren<QListView *>()) {
+        list->setMinimumHeight(giveWay ? heightOfOneRow(*list) : 0);
+    }
 }
 
 } // namespace
 
 ScreenFit::ScreenFit(QWizard &wizard) : m_wizard(wizard)
 {
-    letListsGiveWay(true);
+    // The wizard would have the window grow past the screen's edge with a page that is too high. It
+    // leaves the least height alone once somebody else has set it.
+    wizard.setMinimumHeight(1);
     wizard.installEventFilter(this);
-    for (const int id : wizard.pageIds())
-        wizard.page(id)->installEventFilter(this);
     connect(&wizard, &QWizard::currentIdChanged, this, &ScreenFit::fit);
 }
 
 bool ScreenFit::eventFilter(QObject *watched, QEvent *event)
 {
-    // The wizard goes on to the next page's minimum only where it finds its own.
-    const bool isPageLeft = watched != &m_wizard && event->type() == QEvent::Hide;
-    if (isPageLeft && !event->spontaneous() && m_wizardsMinimumHeight)
-        m_wizard.setMinimumHeight(*std::exchange(m_wizardsMinimumHeight, std::nullopt));
-
-    if (watched == &m_wizard && event->type() == QEvent::WindowStateChange) {
+    if (event->type() == QEvent::WindowStateChange) {
         const auto &change = static_cast<const QWindowStateChangeEvent &>(*event);
         m_isBeingRestored = change.oldState() & statesThatFillTheScreen;
     }
     // The other sizes that the window system tells come from the user's hand on the frame.
-    const bool isResize = watched == &m_wizard && event->type() == QEvent::Resize;
-    if (isResize && (!event->spontaneous() || std::exchange(m_isBeingRestored, false)))
-        fitLater();
+    const bool isResize = event->type() == QEvent::Resize;
+    if (isResize && (!event->spontaneous() || std::exchange(m_isBeingRestored, false))) {
+        // The window system may still be about to tell the window's new place.
+        QMetaObject::invokeMethod(this, &ScreenFit::fit, Qt::QueuedConnection);
+    }
     return QObject::eventFilter(watched, event);
-}
-
-void ScreenFit::fitLater()
-{
-    // The window system may still be about to tell the window's new place.
-    QMetaObject::invokeMethod(this, &ScreenFit::fit, Qt::QueuedConnection);
 }
 
 void ScreenFit::fit()
 {
-    if (!m_wizard.isVisible() || m_wizard.isMinimized())
+    const bool isEnding = !m_wizard.currentPage();
+    if (isEnding || !m_wizard.isVisible() || m_wizard.isMinimized())
         return;
     const QRect area = m_wizard.screen()->availableGeometry();
     const QSize room = area.size() - (m_wizard.frameGeometry().size() - m_wizard.size());
 
-    const int wantedHeight = m_wizard.minimumHeight() + heightGivenAway(m_wizard);
-    const int heightGained = letListsGiveWay(wantedHeight > room.height());
-    if (heightGained != 0)
-        setMinimumHeight(m_wizard.minimumHeight() + heightGained);
+    const int wantedHeight = leastHeight(m_wizard) + heightGivenAway(m_wizard);
+    letListsGiveWay(m_wizard, wantedHeight > room.height());
+    m_wizard.setMinimumHeight(wantedHeight - heightGivenAway(m_wizard));
     if (m_wizard.windowState() & statesThatFillTheScreen)
         return;
 
@@ -95,27 +102,4 @@ void ScreenFit::fit()
     place.moveTop(std::max(place.top(), area.top()));
     if (place != m_wizard.frameGeometry())
         m_wizard.move(place.topLeft());
-}
-
-/// Returns by how much the shown lists' least height has grown.
-int ScreenFit::letListsGiveWay(bool giveWay)
-{
-    const int givenAwayBefore = heightGivenAway(m_wizard);
-    for (QListView *list : m_wizard.findChildren<QListView *>()) {
-        // One that is not shown yet gives way, too: when its page comes, the window grows as far as
-        // there is room, instead of beyond.
-        list->setMinimumHeight(giveWay || !list->isVisible() ? heightOfOneRow(*list) : 0);
-        // Otherwise the layouts around it would hear of it one by one, as the event loop turns.
-        for (QWidget *widget = list; widget != &m_wizard; widget = widget->parentWidget())
-            widget->updateGeometry();
-    }
-    return givenAwayBefore - heightGivenAway(m_wizard);
-}
-
-/// Sets it past the wizard, which would show its page anew to do so, and search anew.
-void ScreenFit::setMinimumHeight(int height)
-{
-    if (!m_wizardsMinimumHeight)
-        m_wizardsMinimumHeight = m_wizard.minimumHeight();
-    m_wizard.setMinimumHeight(height);
 }
