@@ -86,7 +86,7 @@ void lookAgain()
         return;
     if (library.module)
         FreeLibrary(library.module);
-    library = {loadLibrary(), {}, true};
+    library = {loadLibrary(), {}};
     library.isComplete = library.module != nullptr;
 }
 
