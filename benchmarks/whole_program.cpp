@@ -4,6 +4,7 @@
 
 #include "adapter_page/LinkRules.h"
 #include "app/OrvantaConfigurator.h"
+#include "app/ScreenFit.h"
 #include "benchmarks/CallCount.h"
 #include "benchmarks/WizardWalk.h"
 #include "platform/Platform.h"
@@ -65,6 +66,7 @@ int main(int argc, char *argv[])
 
     QApplication application(argc, argv);
     OrvantaConfigurator wizard;
+    const ScreenFit screenFit(wizard);
     WizardWalk(wizard, QByteArray(argv[1]).toInt()).run();
     calls.print();
     if (argc > 2)
