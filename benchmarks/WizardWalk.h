@@ -98,12 +98,13 @@ private:
         watch.printTimeSinceSearch("window does not answer");
     }
 
-    /// Returns when the loading animation has shown all its frames once.
+    /// Shows all frames of the loading animation once, without waiting: a processor that has been
+    /// idle is slow for a while.
     static void finishFirstRound(QMovie &movie)
     {
-        movie.setPaused(false);
         while (movie.currentFrameNumber() < movie.frameCount() - 1)
-            QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            movie.jumpToNextFrame();
+        movie.setPaused(false);
     }
 
     void idle(const char *name)

@@ -1,7 +1,8 @@
 // What a wizard with the same pages, texts and pictures costs that does nothing.
-//     bare_wizard SECONDS moving|still [ROWS]
+//     bare_wizard SECONDS moving|still|loading [ROWS]
 // SECONDS is the time to stay on each page, the next what the animation does, ROWS the file with
-// the rows to show that whole_program has written.
+// the rows to show that whole_program has written. With "loading" it stands still, and the rows
+// come, as after a search, once the page has been painted with the loading frame.
 
 #include "app/ConclusionPage.h"
 #include "app/IntroductionPage.h"
@@ -33,13 +34,14 @@ QJsonObject readRows(const QString &path)
 class BareAdapterPage : public QWizardPage
 {
 public:
-    BareAdapterPage(bool isAnimated, const QJsonObject &rows) : m_rows(rows)
+    BareAdapterPage(const QByteArray &animation, const QJsonObject &rows)
+        : m_rows(rows), m_isLoading(animation == "loading")
     {
         m_form.setupUi(this);
         m_form.loading_frame->hide();
         for (QListView *list : findChildren<QListView *>())
             list->setModel(new QStandardItemModel(list));
-        if (!isAnimated)
+        if (animation != "moving")
             return;
         auto *movie = new QMovie(":/loading.gif", QByteArray(), this);
         m_form.loadingIcon_lbl->setMovie(movie);
@@ -49,12 +51,38 @@ public:
 
     void initializePage() override
     {
+        m_form.loading_frame->setVisible(m_isLoading);
+        if (m_isLoading)
+            m_form.availableAdaptersList->viewport()->installEventFilter(this);
+        else
+            fillLists();
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            watched->removeEventFilter(this);
+            QMetaObject::invokeMethod(
+                this, [this] { endLoading(); }, Qt::QueuedConnection);
+        }
+        return QWizardPage::eventFilter(watched, event);
+    }
+
+private:
+    void endLoading()
+    {
+        m_form.loading_frame->hide();
+        fillLists();
+    }
+
+    void fillLists()
+    {
         for (QListView *list : findChildren<QListView *>())
             fill(static_cast<QStandardItemModel &>(*list->model()),
                  m_rows[list->objectName()].toArray());
     }
 
-private:
     static void fill(QStandardItemModel &model, const QJsonArray &rows)
     {
         QHash<QString, QIcon> lamps;
@@ -72,6 +100,7 @@ private:
     }
 
     const QJsonObject m_rows;
+    const bool m_isLoading;
     Ui::NetworkAdapterSelectorPage m_form{};
 };
 
@@ -82,7 +111,6 @@ int main(int argc, char *argv[])
     endPhase("load");
     if (argc < 3)
         return 2;
-    const bool isAnimated = QByteArray(argv[2]) == "moving";
     const QJsonObject rows = argc > 3 ? readRows(QFile::decodeName(argv[3])) : QJsonObject();
     endPhase("rows");
 
@@ -90,7 +118,7 @@ int main(int argc, char *argv[])
     QWizard wizard;
     wizard.setWizardStyle(QWizard::ModernStyle);
     wizard.addPage(new IntroductionPage(&wizard));
-    wizard.addPage(new BareAdapterPage(isAnimated, rows));
+    wizard.addPage(new BareAdapterPage(argv[2], rows));
     wizard.addPage(new ConclusionPage(&wizard));
     WizardWalk(wizard, QByteArray(argv[1]).toInt()).run();
 }
