@@ -49,9 +49,8 @@ int heightGivenAway(const QWizard &wizard)
 
 void letListsGiveWay(const QWizard &wizard, bool giveWay)
 {
-    for (QListView *list : wizard.currentPage()->findChildren<QListView *>()) {
+    for (QListView *list : wizard.currentPage()->findChildren<QListView *>())
         list->setMinimumHeight(giveWay ? heightOfOneRow(*list) : 0);
-    }
 }
 
 } // namespace
