@@ -63,8 +63,7 @@ protected:
     {
         if (event->type() == QEvent::Paint) {
             watched->removeEventFilter(this);
-            QMetaObject::invokeMethod(
-                this, [this] { endLoading(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, &BareAdapterPage::endLoading, Qt::QueuedConnection);
         }
         return QWizardPage::eventFilter(watched, event);
     }

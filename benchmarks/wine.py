@@ -56,8 +56,9 @@ class WineBench:
         self.display = self.stack.enter_context(virtual_display())
         # As long as one program runs, Wine's services do: otherwise they would start anew with each
         # of the others, beside what is measured.
-        self.pc.start(["cmd"], variables={"DISPLAY": self.display}, stdin=subprocess.PIPE,
-                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.waiting_program = self.pc.start(
+            ["cmd"], variables={"DISPLAY": self.display}, stdin=subprocess.PIPE,
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def __enter__(self):
         return self
