@@ -2,28 +2,6 @@
 
 #include "discovery/EntryText.h"
 
-namespace
-{
-
-struct Lamp {
-    const char *image;
-    const char *description;
-};
-
-Lamp lamp(int status)
-{
-    switch (status) {
-    case 1:
-        return {":/green.xpm", "Link up"};
-    case 0:
-        return {":/red.xpm", "Link down"};
-    default:
-        return {":/white.xpm", "Link state unknown"};
-    }
-}
-
-} // namespace
-
 bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText)
 {
     const auto first = pciSlotText(firstEntryText);
@@ -42,13 +20,17 @@ int dualLinkStatus(int firstStatus, int secondStatus)
     return 0;
 }
 
-QString lampImage(int status)
+const Lamp &lampOf(int status)
 {
-    return lamp(status).image;
+    for (const Lamp &lamp : allLamps) {
+        if (lamp.status == status)
+            return lamp;
+    }
+    return allLamps.back();
 }
 
 QString portDescription(const QString &identifier, const QString &description, int status)
 {
     return QString("Identifier: %1\nDescription: %2\n%3")
-        .arg(identifier, description, lamp(status).description);
+        .arg(identifier, description, lampOf(status).description);
 }

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <array>
+
 /// Returns whether two entry texts name the same PCI slot. Entries that cannot be parsed count as
 /// the same adapter.
 bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText);
@@ -10,8 +12,22 @@ bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText
 /// one unknown.
 int dualLinkStatus(int firstStatus, int secondStatus);
 
-/// Returns the image of a port's lamp: green for status 1, red for 0, white for any other.
-QString lampImage(int status);
+/// What shows the status of a port or of a Dual Link: an image, and words for it.
+struct Lamp {
+    int status;
+    const char *image;
+    const char *description;
+};
+
+/// All lamps. The last one also stands for every status that has none of its own.
+inline constexpr std::array allLamps = {
+    Lamp{1, ":/green.xpm", "Link up"},
+    Lamp{0, ":/red.xpm", "Link down"},
+    Lamp{-1, ":/white.xpm", "Link state unknown"},
+};
+
+/// Returns the lamp for a status.
+const Lamp &lampOf(int status);
 
 /// Returns in words what a port is and what its lamp shows, a line each. Plain text.
 QString portDescription(const QString &identifier, const QString &description, int status);

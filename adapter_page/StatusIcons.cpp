@@ -27,6 +27,17 @@ QList<int> portStatuses(const QString &text, bool isDualList)
     return {entryStatus(parts.value(0)), entryStatus(parts.value(1))};
 }
 
+QIcon lampIcon(int status)
+{
+    // Qt remembers a pixmap by its file: an icon made of the file would add to Qt's cache with
+    // every search.
+    const QPixmap image(lampOf(status).image);
+    QIcon icon(image);
+    // The colour is the message, and Qt would tint the image of a selected row.
+    icon.addPixmap(image, QIcon::Selected);
+    return icon;
+}
+
 /// Returns which ports a row stands for: the texts of two rows may be the same.
 QString rowDescription(const QStandardItem &item, const QList<int> &statuses)
 {
@@ -43,16 +54,15 @@ QString rowDescription(const QStandardItem &item, const QList<int> &statuses)
 
 void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bool isDualList)
 {
-    // Reading an image takes longer than all the rest of a row. Through a pixmap Qt remembers it by
-    // its file: an icon made of the file would add to Qt's cache with every search.
-    QHash<int, QIcon> lamps;
+    // Making an icon takes longer than all the rest of a row.
+    QHash<int, QIcon> icons;
     for (int row = 0; row < model->rowCount(); ++row) {
         QStandardItem *item = model->item(row);
         const QList<int> statuses = portStatuses(item->text(), isDualList);
         const int status = isDualList ? dualLinkStatus(statuses[0], statuses[1]) : statuses[0];
-        if (!lamps.contains(status))
-            lamps.insert(status, QIcon(QPixmap(lampImage(status))));
-        item->setIcon(lamps.value(status));
+        if (!icons.contains(status))
+            icons.insert(status, lampIcon(status));
+        item->setIcon(icons.value(status));
 
         const QString description = rowDescription(*item, statuses);
         item->setData(description, Qt::AccessibleDescriptionRole);

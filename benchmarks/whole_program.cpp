@@ -18,13 +18,13 @@
 namespace
 {
 
-QString lampOf(const QModelIndex &row)
+QString lampImage(const QModelIndex &row)
 {
     const auto icon = row.data(Qt::DecorationRole).value<QIcon>();
-    for (const int status : {-1, 0, 1}) {
-        const QPixmap lamp(lampImage(status));
-        if (icon.pixmap(lamp.size()).toImage() == lamp.toImage())
-            return lampImage(status);
+    for (const Lamp &lamp : allLamps) {
+        const QPixmap image(lamp.image);
+        if (icon.pixmap(image.size()).toImage() == image.toImage())
+            return lamp.image;
     }
     qFatal("Expected a lamp in every row");
 }
@@ -36,7 +36,7 @@ QJsonArray rowsOf(const QAbstractItemModel &model)
         const QModelIndex index = model.index(row, 0);
         rows.append(
             QJsonObject{{"text", index.data().toString()},
-                        {"lamp", lampOf(index)},
+                        {"lamp", lampImage(index)},
                         {"toolTip", index.data(Qt::ToolTipRole).toString()},
                         {"description", index.data(Qt::AccessibleDescriptionRole).toString()}});
     }

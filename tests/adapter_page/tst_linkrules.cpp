@@ -81,7 +81,7 @@ void LinkRulesTest::choosesLamp_data()
 void LinkRulesTest::choosesLamp()
 {
     QFETCH(int, status);
-    QTEST(lampImage(status), "image");
+    QTEST(QString(lampOf(status).image), "image");
     QTEST(portDescription({}, {}, status).section(u'\n', -1), "description");
 }
 

@@ -1,3 +1,4 @@
+#include "adapter_page/LinkRules.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/WizardFixture.h"
@@ -35,6 +36,7 @@ private slots:
     void tellsItsPorts_data();
     void tellsItsPorts();
     void followsTheLamp();
+    void keepsItsLampWhileSelected();
     void showsItsPortsOnHover();
 };
 
@@ -108,6 +110,21 @@ void ListRowsTest::followsTheLamp()
     user.makeLink({0});
     QVERIFY(user.values(singleList, Qt::AccessibleDescriptionRole)[1].toString().endsWith(
         "Link state unknown"));
+}
+
+void ListRowsTest::keepsItsLampWhileSelected()
+{
+    m_pc = std::make_unique<TemporaryPc>(PCS_FOLDER "/lamps");
+    const WizardUser &user = startOnAdapters();
+    QStringList shown;
+    for (const char *list : {availableList, singleList, dualList}) {
+        shown += user.lamps(list);
+        for (const QVariant &value : user.values(list, Qt::DecorationRole)) {
+            const auto icon = value.value<QIcon>();
+            QCOMPARE(icon.pixmap(32, QIcon::Selected).toImage(), icon.pixmap(32).toImage());
+        }
+    }
+    QCOMPARE(QSet(shown.begin(), shown.end()).size(), static_cast<qsizetype>(allLamps.size()));
 }
 
 void ListRowsTest::showsItsPortsOnHover()

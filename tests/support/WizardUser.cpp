@@ -1,6 +1,9 @@
 #include "tests/support/WizardUser.h"
 
+#include "adapter_page/LinkRules.h"
+
 #include <QAbstractButton>
+#include <QFileInfo>
 #include <QListView>
 #include <QScreen>
 #include <QStandardItemModel>
@@ -22,9 +25,9 @@ QString lampColour(const QIcon &icon)
 {
     if (icon.isNull())
         return "none";
-    for (QString colour : {"green", "red", "white"}) {
-        if (lampImage(icon) == lampImage(QIcon(":/" + colour + ".xpm")))
-            return colour;
+    for (const Lamp &lamp : allLamps) {
+        if (lampImage(icon) == lampImage(QIcon(lamp.image)))
+            return QFileInfo(lamp.image).baseName();
     }
     return "unknown";
 }
