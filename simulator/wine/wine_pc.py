@@ -4,13 +4,23 @@ Wine's own SetupAPI, IP Helper, file and console functions answer the program; t
 the simulated `Brelvix.dll`, which reads the same folder.
 """
 
-import contextlib
 import fcntl
 import json
 import os
 import pathlib
 import shutil
 import subprocess
+
+CURRENT_VERSION = r"Software\Microsoft\Windows NT\CurrentVersion"
+THEME = r"Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
+FONT_REPLACEMENTS = r"Software\Wine\Fonts\Replacements"
+NETWORK_DEVICES = r"System\CurrentControlSet\Enum\PCI\SIMULATED"
+
+# Windows 11 calls itself 10.0, too; its build numbers are higher.
+BUILD_NUMBERS = {"10": "19045", "11": "22631"}
+
+# Without its own fonts Wine takes one with serifs. This one is about as wide as Windows'.
+SYSTEM_FONTS = dict.fromkeys(["MS Shell Dlg", "MS Shell Dlg 2", "Segoe UI", "Tahoma"], "Open Sans")
 
 NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
@@ -63,7 +73,7 @@ def template(folder):
     version = subprocess.run(
         ["wine", "--version"], env=environment(folder), capture_output=True, text=True, check=True
     ).stdout.split()[0]
-    prefix = folder / f"template-{version}"
+    prefix = folder / f"windows-10-{version}"
     prefix.parent.mkdir(parents=True, exist_ok=True)
     with open(f"{prefix}.lock", "w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -77,7 +87,7 @@ def create_template(prefix):
     shutil.rmtree(unfinished, ignore_errors=True)
     variables = environment(unfinished)
     variables.pop("DISPLAY", None)
-    for command in (["wine", "wineboot", "--init"], ["wineserver", "-w"]):
+    for command in (["wine", "winecfg", "-v", "win10"], ["wineserver", "-w"]):
         subprocess.run(command, env=variables, check=True, capture_output=True)
     unfinished.rename(prefix)
 
@@ -107,30 +117,24 @@ def registry_text(text):
 def registry_entry(name, value):
     if isinstance(value, list):
         return f'"{name}"=str(7):"{registry_text("".join(text + chr(0) for text in value))}"\n'
+    if isinstance(value, int):
+        return f'"{name}"=dword:{value:08x}\n'
     return f'"{name}"="{registry_text(value)}"\n'
 
 
-def device_node_key(index, node):
-    """Returns the registry key of a network device; a property without a value is left out."""
-    key = f"\n[System\\\\CurrentControlSet\\\\Enum\\\\PCI\\\\SIMULATED\\\\{index:04}] 0\n"
-    properties = {
-        "FriendlyName": node.get("friendlyName"),
-        "HardwareID": node.get("hardwareIds"),
-        "DeviceDesc": node.get("description"),
-        "LocationInformation": node.get("location"),
-    }
-    entries = {"ClassGUID": NETWORK_CLASS, "Class": "Net"}
-    entries.update((name, value) for name, value in properties.items() if value is not None)
-    return key + "".join(registry_entry(name, value) for name, value in entries.items())
-
-
 class WinePrefix:
-    """A fresh Wine prefix; its programs are ended with the `with` block."""
+    """A fresh Wine prefix; its programs are ended with the `with` block. `ORVANTA_WINDOWS` names the
+    Windows that it shows: "10", the default, "11" or, with dark windows, "11-dark"."""
 
     def __init__(self, prefix, template_folder):
         self.prefix = pathlib.Path(prefix).absolute()
         self.drive = self.prefix / "drive_c"
         copy_prefix(template(template_folder), self.prefix)
+        number, _, theme = os.environ.get("ORVANTA_WINDOWS", "10").partition("-")
+        build = BUILD_NUMBERS[number]
+        self.add_to_registry("system", CURRENT_VERSION, CurrentBuild=build, CurrentBuildNumber=build)
+        self.add_to_registry("user", THEME, AppsUseLightTheme=int(theme != "dark"))
+        self.add_to_registry("user", FONT_REPLACEMENTS, **SYSTEM_FONTS)
 
     def __enter__(self):
         return self
@@ -148,8 +152,13 @@ class WinePrefix:
     def manage_windows(self):
         """Has Wine draw the windows' frames and hand the keyboard on, for displays without a window
         manager."""
-        with open(self.prefix / "user.reg", "a", encoding="ascii") as registry:
-            registry.write('\n[Software\\\\Wine\\\\X11 Driver] 0\n"Managed"="N"\n')
+        self.add_to_registry("user", r"Software\Wine\X11 Driver", Managed="N")
+
+    def add_to_registry(self, part, key, **values):
+        """Adds values to a key of the part "system" or "user" before the first program starts."""
+        with open(self.prefix / f"{part}.reg", "a", encoding="ascii") as registry:
+            registry.write(f"\n[{registry_text(key)}] 0\n")
+            registry.writelines(registry_entry(*value) for value in values.items())
 
 
 class WinePc(WinePrefix):
@@ -165,20 +174,24 @@ class WinePc(WinePrefix):
         self._link_files()
 
     def _add_device_nodes(self):
-        with open(self.prefix / "system.reg", "a", encoding="ascii") as registry:
-            for index, node in enumerate(self.settings.get("deviceNodes", [])):
-                registry.write(device_node_key(index, node))
+        for index, node in enumerate(self.settings.get("deviceNodes", [])):
+            properties = {
+                "ClassGUID": NETWORK_CLASS,
+                "Class": "Net",
+                "FriendlyName": node.get("friendlyName"),
+                "HardwareID": node.get("hardwareIds"),
+                "DeviceDesc": node.get("description"),
+                "LocationInformation": node.get("location"),
+            }
+            present = {name: value for name, value in properties.items() if value is not None}
+            self.add_to_registry("system", rf"{NETWORK_DEVICES}\{index:04}", **present)
 
     def _link_files(self):
-        drive = self.pc_folder / "C"
-        documents = self.drive / "users" / "Public" / "Documents"
-        with contextlib.suppress(FileNotFoundError):
-            for folder in (drive / "Users" / "Public" / "Documents").iterdir():
-                (documents / folder.name).symlink_to(folder)
-        system = self.drive / "windows" / "system32"
-        with contextlib.suppress(FileNotFoundError):
-            for file in (drive / "Windows" / "system32").iterdir():
-                (system / file.name).symlink_to(file)
+        linked = {"Users/Public/Documents": "users/Public/Documents",
+                  "Windows/system32": "windows/system32"}
+        for origin, folder in linked.items():
+            for file in (self.pc_folder / "C" / origin).glob("*"):
+                (self.drive / folder / file.name).symlink_to(file)
 
     def install(self, program_folder, kernel_library=None):
         """Puts the program, and the kernel library beside it, into the PC; returns the folder."""

@@ -15,6 +15,9 @@ AVAILABLE = "availableAdaptersList"
 SINGLE_LINKS = "singleLinkList"
 DUAL_LINKS = "dualLinkList"
 
+# ImageMagick takes a size of 0 as all there is.
+WHOLE_SCREEN = 0, 0, 0, 0
+
 WHEEL_UP = "4"
 WHEEL_DOWN = "5"
 
@@ -22,6 +25,13 @@ WHEEL_DOWN = "5"
 def center(place):
     left, top, width, height = place
     return left + width // 2, top + height // 2
+
+
+def around(places, margin=0):
+    """Returns the smallest place that holds some with a margin."""
+    left, top = (min(place[side] for place in places) - margin for side in (0, 1))
+    right, bottom = (max(sum(place[side::2]) for place in places) + margin for side in (0, 1))
+    return left, top, right - left, bottom - top
 
 
 def observer_variables(build_folder, observed_file, name=str):
@@ -49,7 +59,7 @@ class Wizard:
 
     def __exit__(self, *_):
         if self.process.poll() is None:
-            self._save_screen("not-ended")
+            self._import(WHOLE_SCREEN, f"{self.picture_prefix}-not-ended.png")
             self.process.kill()
         self.process.wait()
 
@@ -72,6 +82,10 @@ class Wizard:
         """Returns what the program held when its windows changed last: its memory in bytes, and how
         many handles, threads and GDI objects."""
         return self.observed("resources")
+
+    def style(self):
+        """Returns the name of the style that draws the windows, and whether they are dark."""
+        return self.observed("style")
 
     def window(self, class_name):
         """Returns the visible window of a class, or None."""
@@ -110,15 +124,10 @@ class Wizard:
     def buttons_off_screen(self, screen):
         """Returns the texts of the visible buttons that do not lie on a screen of a size as in
         "1280x720", or in part only."""
-        width, height = map(int, screen.split("x"))
-        texts = []
-        for widget in self.window(WIZARD)["widgets"]:
-            left, top, widget_width, widget_height = widget["place"]
-            right, bottom = left + widget_width, top + widget_height
-            is_on_screen = 0 <= left and 0 <= top and right <= width and bottom <= height
-            if widget["class"].endswith("Button") and not is_on_screen:
-                texts.append(widget["text"])
-        return texts
+        whole = 0, 0, *map(int, screen.split("x"))
+        widgets = self.window(WIZARD)["widgets"]
+        buttons = [widget for widget in widgets if widget["class"].endswith("Button")]
+        return [each["text"] for each in buttons if around([whole, each["place"]]) != whole]
 
     def is_enabled(self, name):
         widget = self.widget(name)
@@ -159,8 +168,9 @@ class Wizard:
         return subprocess.run(command, env=variables, capture_output=True, check=check)
 
     def _click(self, place):
-        x, y = center(place)
-        self._xdotool("mousemove", str(x), str(y), "click", "1")
+        x, y = map(str, center(place))
+        # A row under the mouse would look chosen.
+        self._xdotool("mousemove", x, y, "click", "1", "mousemove", "0", "0")
 
     def press_keys(self, *keys):
         """Presses keys by their X names, as in press_keys("alt+n", "space")."""
@@ -271,17 +281,28 @@ class Wizard:
         """Returns the exit status."""
         return self.process.wait(PATIENCE_SECONDS)
 
-    def keep_picture(self, name):
-        """Saves what is on the screen as a picture. A window is drawn some time after it is shown."""
-        wait_for(lambda: self._save_screen(name), "something on the screen")
+    def keep_picture(self, name, *widgets):
+        """Saves a picture of widgets, which are given by their names, or of the window in front."""
+        front = wait_for(self.active_window, "an active window")
+        places = [self.widget(widget)["place"] for widget in widgets]
+        place = around(places, margin=8) if widgets else self.window(front)["place"]
+        wait_for(lambda: self._is_drawn(place), f"{name} on the screen")
+        self._import(place, f"{self.picture_prefix}-{name}.png")
 
-    def _save_screen(self, name):
-        """Returns whether anything is on the screen."""
-        path = f"{self.picture_prefix}-{name}.png"
-        screen = ["-display", self.display, "-window", "root"]
-        command = ["import", *screen, "-trim", "+repage", path]
-        messages = subprocess.run(command, capture_output=True, check=True).stderr
-        return b"geometry does not contain image" not in messages
+    def _is_drawn(self, place):
+        """A window is drawn some time after it is shown."""
+        pixels = self.pixels(place)
+        return len(set(pixels)) > 1 and self.pixels(place) == pixels
+
+    def pixels(self, place):
+        """Returns the colours that the screen shows at a place, three bytes each."""
+        return self._import(place, "-depth", "8", "rgb:-")
+
+    def _import(self, place, *output):
+        left, top, width, height = place
+        part = ["-crop", f"{width}x{height}+{left}+{top}", "+repage"]
+        command = ["import", "-display", self.display, "-window", "root", *part, *output]
+        return subprocess.run(command, capture_output=True, check=True).stdout
 
 
 def on_desktop(build_folder, pc_folder, folder, picture_prefix):

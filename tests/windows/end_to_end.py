@@ -28,7 +28,8 @@ PREFIXES = BUILD / "wine"
 PICTURES = BUILD / "pictures"
 KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 
-
+WINDOWS = os.environ["ORVANTA_WINDOWS"]
+STYLES = {"10": "windowsvista", "11": "windows11", "11-dark": "windows11, dark"}
 ONBOARD = "Example Onboard 10G Adapter"
 
 
@@ -51,13 +52,27 @@ TOLERATED_GROWTH = {"memory": 1024 * 1024, "handles": 8, "threads": 4, "GDI obje
 
 OPEN_DRIVER_CALL = f'OV_openDriver("{os.environ["ORVANTA_CUSTOMER_ID"]}")'
 CLOSE_DRIVER_CALL = "closeDriver()"
+ADAPTERS_REFUSED = (
+    "Failed to setup Orvanta Configuration in this local system. Unknown Error:0"
+)
 
-# Two pairs of network adapters, each joined by a cable.
+# Linux's names of network adapters have no spaces.
+CARD_PORTS = dict(zip("ABCDEFG", ["Example-10G", *(f"Example-10G#{i}" for i in range(2, 8))]))
+CARD = {
+    "hardwareIds": [r"PCI\VEN_1234&DEV_0001"],
+    "description": "Example 10G Ethernet",
+    "location": "PCI bus 3, device 0, function 0",
+}
+# Windows knows four of the ports: A, C and D are up, and B is not.
 ADAPTERS = """
-ip link add Example-A up type veth peer name Example-B
-ip link set Example-B up
-ip link add Example-C type veth peer name Example-D
+ip link add Example-10G up type veth peer name Example-10G#2
+ip link add Example-10G#3 up type veth peer name Example-10G#4
+ip link set Example-10G#4 up
 """
+UP, DOWN, UNKNOWN = "Link up", "Link down", "Link state unknown"
+
+# Without this service Windows tells nothing about its network adapters.
+ADAPTER_SERVICE = r"System\CurrentControlSet\Services\nsiproxy"
 
 
 class EndToEnd(unittest.TestCase):
@@ -66,7 +81,7 @@ class EndToEnd(unittest.TestCase):
     def setUp(self):
         PREFIXES.mkdir(exist_ok=True)
         PICTURES.mkdir(exist_ok=True)
-        self.name = self.id().rsplit(".", 1)[-1].removeprefix("test_")
+        self.name = self.id().rsplit(".", 1)[-1].replace("test", WINDOWS, 1)
         for picture in PICTURES.glob(f"{self.name}-*.png"):
             picture.unlink()
         folder = tempfile.TemporaryDirectory(prefix="case-", dir=PREFIXES)
@@ -127,6 +142,7 @@ class EndToEnd(unittest.TestCase):
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
         wizard.make_single_link(port(2))
         wizard.make_dual_link(port(4), port(3))
+        self.assertEqual(wizard.style(), STYLES[WINDOWS])
         self.assertEqual(wizard.finish(), 0)
         written = self.config.read_bytes()
         self.assertEqual(written, b"DEVICE-B\nDEVICE-D;DEVICE-C\n\n")
@@ -242,7 +258,7 @@ class EndToEnd(unittest.TestCase):
         wizard.press_keys("Return")
         wait_for(lambda: wizard.page() == 1 and wizard.is_searching(), "the loading frame")
         wait_for(self.kernel_calls, "the driver to be opened")
-        wizard.keep_picture("loading")
+        wizard.keep_picture("loading", "label", "groupBox_3")
         self.assertTrue(wizard.is_on_screen())
         wizard.click_button("Cancel")
         wait_for(lambda: not wizard.is_on_screen(), "the wizard to close")
@@ -283,15 +299,43 @@ class EndToEnd(unittest.TestCase):
     def test_lamps_show_the_state_of_the_adapters(self):
         if not can_have_own_network():
             self.skipTest("This machine does not let programs have a network of their own.")
-        devices = [{"id": letter, "friendlyName": f"Example-{letter}"} for letter in "ABCDE"]
-        self.prepare("no-devices", kernel={"devices": devices})
-        self.config.write_bytes(b"A\nC\n")
-        # A and B are up, C and D are not, and E is no adapter of Windows.
+        devices = [{"id": letter, "friendlyName": name} for letter, name in CARD_PORTS.items()]
+        nodes = [{"friendlyName": name, **CARD} for name in CARD_PORTS.values()]
+        self.prepare("no-devices", kernel={"devices": devices}, deviceNodes=nodes)
+        self.config.write_bytes(b"A\nB\nC;D\n")
         wizard = self.start_at_adapters(network_setup=ADAPTERS)
-        # Windows tells no speed for these adapters, and slow ones that are up are not offered.
-        wizard.wait_for_rows(AVAILABLE, ["Example-D", "Example-E"])
-        self.assertEqual(wizard.lamps(AVAILABLE), ["Link down", "Link state unknown"])
-        self.assertEqual(wizard.lamps(SINGLE_LINKS), ["Link up", "Link down"])
+        e, f, g = (port(1, CARD_PORTS[letter]) for letter in "EFG")
+        wizard.wait_for_rows(AVAILABLE, [e, f, g])
+        for row in e, f:
+            wizard.click_row(AVAILABLE, row)
+        wizard.keep_picture("chosen")
+        wizard.click("createDualLink")
+        wizard.wait_for_rows(AVAILABLE, [g])
+        wizard.keep_picture("made")
+        wizard.keep_picture("lamps", "groupBox", "groupBox_2")
+        self.assertEqual(wizard.lamps(AVAILABLE), [UNKNOWN])
+        self.assertEqual(wizard.lamps(SINGLE_LINKS), [UP, DOWN])
+        self.assertEqual(wizard.lamps(DUAL_LINKS), [UP, UNKNOWN])
+        for links, row in (SINGLE_LINKS, 0), (SINGLE_LINKS, 1), (DUAL_LINKS, 1):
+            self.see_lamp_keep_its_colour(wizard, links, row)
+        self.assertEqual(wizard.finish(), 0)
+
+    def see_lamp_keep_its_colour(self, wizard, links, index):
+        """Selects a row."""
+        row = wizard.rows(links)[index]
+        left, top, _, height = row["place"]
+        inner_part_of_lamp = left + 7, top + height // 2 - 4, 8, 8
+        before, colours = map(wizard.pixels, (row["place"], inner_part_of_lamp))
+        wizard.click_row(links, row["text"])
+        wait_for(lambda: wizard.pixels(row["place"]) != before, "the row to look selected")
+        self.assertEqual(wizard.pixels(inner_part_of_lamp), colours)
+
+    def test_windows_does_not_tell_its_adapters(self):
+        self.prepare("no-driver-no-adapters")
+        self.pc.add_to_registry("system", ADAPTER_SERVICE, Start=4)
+        wizard = self.start_at_adapters()
+        texts = [widget["text"] for widget in wizard.widgets()]
+        self.assertIn(ADAPTERS_REFUSED, texts)
         self.assertEqual(wizard.cancel(), 0)
 
 

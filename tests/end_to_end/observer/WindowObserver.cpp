@@ -97,6 +97,12 @@ QJsonObject resources()
     };
 }
 
+QString style()
+{
+    const bool isDark = QApplication::palette().color(QPalette::Window).lightness() < 128;
+    return QApplication::style()->name() + (isDark ? ", dark" : "");
+}
+
 /// Qt's style for Windows makes a window of its own for the first selected row that it draws. Under
 /// Wine this takes the keyboard from the wizard, so it is done before the wizard is shown.
 void drawSelectedRow()
@@ -143,7 +149,8 @@ void WindowObserver::observe()
 
     if (windows == m_written)
         return;
-    const QJsonObject observed{{"windows", windows}, {"resources", resources()}};
+    const QJsonObject observed{
+        {"windows", windows}, {"style", style()}, {"resources", resources()}};
     const QByteArray json = QJsonDocument(observed).toJson(QJsonDocument::Compact);
     // In one step: the reader never sees half a description.
     QSaveFile file(m_path);
