@@ -13,14 +13,13 @@ import subprocess
 
 CURRENT_VERSION = r"Software\Microsoft\Windows NT\CurrentVersion"
 THEME = r"Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
-FONT_REPLACEMENTS = r"Software\Wine\Fonts\Replacements"
 NETWORK_DEVICES = r"System\CurrentControlSet\Enum\PCI\SIMULATED"
 
 # Windows 11 calls itself 10.0, too; its build numbers are higher.
 BUILD_NUMBERS = {"10": "19045", "11": "22631"}
 
-# Without its own fonts Wine takes one with serifs. This one is about as wide as Windows'.
-SYSTEM_FONTS = dict.fromkeys(["MS Shell Dlg", "MS Shell Dlg 2", "Segoe UI", "Tahoma"], "Open Sans")
+APPEARANCE = pathlib.Path(__file__).with_name("appearance.reg")
+TITLE_BAR_FONT = "/usr/share/wine/fonts/marlett.ttf"
 
 NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
@@ -134,7 +133,9 @@ class WinePrefix:
         build = BUILD_NUMBERS[number]
         self.add_to_registry("system", CURRENT_VERSION, CurrentBuild=build, CurrentBuildNumber=build)
         self.add_to_registry("user", THEME, AppsUseLightTheme=int(theme != "dark"))
-        self.add_to_registry("user", FONT_REPLACEMENTS, **SYSTEM_FONTS)
+        with open(self.prefix / "user.reg", "a", encoding="ascii") as registry:
+            registry.write("\n" + APPEARANCE.read_text(encoding="ascii"))
+        (self.drive / "windows" / "Fonts" / "marlett.ttf").symlink_to(TITLE_BAR_FONT)
 
     def __enter__(self):
         return self

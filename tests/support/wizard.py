@@ -285,7 +285,7 @@ class Wizard:
         """Saves a picture of widgets, which are given by their names, or of the window in front."""
         front = wait_for(self.active_window, "an active window")
         places = [self.widget(widget)["place"] for widget in widgets]
-        place = around(places, margin=8) if widgets else self.window(front)["place"]
+        place = around(places, margin=5) if widgets else self.window(front)["frame"]
         wait_for(lambda: self._is_drawn(place), f"{name} on the screen")
         self._import(place, f"{self.picture_prefix}-{name}.png")
 

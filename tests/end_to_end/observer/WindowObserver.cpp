@@ -79,6 +79,8 @@ QJsonObject describeWindow(const QWidget &window)
 
     QJsonObject description = describe(window);
     description["title"] = window.windowTitle();
+    description["frame"] =
+        placeOf(window, window.frameGeometry().translated(-window.geometry().topLeft()));
     description["active"] = window.isActiveWindow();
     description["widgets"] = widgets;
     if (const auto *wizard = qobject_cast<const QWizard *>(&window))
