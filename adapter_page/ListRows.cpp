@@ -60,7 +60,7 @@ void NetworkAdapterSelectorPage::takeSelectedRows(QAbstractItemView *view, QStri
         data1.append(row.data1.toString());
         data2.append(row.data2.toString());
     }
-    // Removing a row moves the others: the selection is asked anew each time.
+    // Removing a row moves the others: the selection is read again each time.
     for (QModelIndexList selected = view->selectionModel()->selectedIndexes(); !selected.isEmpty();
          selected = view->selectionModel()->selectedIndexes())
         view->model()->removeRow(selected.first().row());

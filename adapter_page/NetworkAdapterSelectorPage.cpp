@@ -33,7 +33,7 @@ NetworkAdapterSelectorPage::NetworkAdapterSelectorPage(QWidget *parent) : QWizar
     if (movie->isValid()) {
         loadingIcon_lbl->setMovie(movie);
         movie->setScaledSize(loadingIcon_lbl->size());
-        // The movie runs while nobody sees it, too: each frame is decoded once.
+        // The movie also runs while it is hidden, so each frame is decoded only once.
         movie->setCacheMode(QMovie::CacheAll);
         movie->start();
     }

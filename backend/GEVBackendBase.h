@@ -15,7 +15,7 @@ class GEVBackendBase
 public:
     /// Opens the session. Throws std::runtime_error or a DPL exception.
     virtual void open() = 0;
-    /// Lists the devices anew.
+    /// Lists the devices again.
     virtual void updateDevices() = 0;
     /// Returns the devices that were listed last.
     virtual std::vector<AdapterInfo> devices() const = 0;
@@ -27,7 +27,7 @@ public:
     virtual std::string backendName() const = 0;
     /// Returns the handle of the kernel-side library that the session keeps, 0 for none.
     virtual std::uint32_t kernelHandle() const = 0;
-    /// Lists the devices anew.
+    /// Lists the devices again.
     virtual void enumerateDevices() = 0;
 
 protected:

@@ -44,7 +44,7 @@ public:
     /// identifier itself.
     std::string queryDeviceName(const std::string &identifier) const;
 
-    /// Returns the description that the kernel knows for a device, else the identifier itself.
+    /// Returns the description that the kernel knows for a device, or the identifier itself.
     std::string queryDeviceDescription(const std::string &identifier) const;
 
     /// Releases the objects that the kernel-side library left in the shared memory.

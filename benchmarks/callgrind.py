@@ -48,7 +48,7 @@ class Profile:
             elif line.startswith("calls="):
                 self._calls[called] += int(line[6:].split()[0])
             elif re.match(r"[0-9+*-]", line):
-                # Either the function's own cost or, behind "calls=", that of what it called.
+                # Either the function's own cost or, after "calls=", that of what it called.
                 self._inclusive[function] += int(line.split()[1])
 
 

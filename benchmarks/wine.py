@@ -54,7 +54,7 @@ class WineBench:
         os.link(build / "simulator/Brelvix.dll",
                 self.pc.prefix / "drive_c/windows/system32/Brelvix.dll")
         self.display = self.stack.enter_context(virtual_display())
-        # As long as one program runs, Wine's services do: otherwise they would start anew with each
+        # As long as one program runs, Wine's services do: otherwise they would start again with each
         # of the others, beside what is measured.
         self.waiting_program = self.pc.start(
             ["cmd"], variables={"DISPLAY": self.display}, stdin=subprocess.PIPE,
@@ -86,7 +86,7 @@ class WineBench:
 
     def search(self):
         """Returns the milliseconds from showing the page to the painted lists. The programs take
-        turns, so that the machine's moods hit them alike."""
+        turns, so that a busy machine slows them equally."""
         program = self.times("whole_program", "0", self.rows)
         bare = self.times("bare_wizard", "0", "still", self.rows)
         loading = self.times("bare_wizard", "0", "loading", self.rows)

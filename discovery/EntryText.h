@@ -10,10 +10,10 @@
 /// Returns the adapter entry text: the name, followed by PCI slot and port when both are known.
 QString adapterEntryText(const QString &adapterName, std::uint32_t pciSlot, std::uint32_t pciPort);
 
-/// Returns the adapter name of an entry text: all before the PCI slot, or the whole text.
+/// Returns the adapter name of an entry text: the part before the PCI slot, or the whole text.
 QString adapterNameOf(const QString &entryText);
 
-/// Returns what stands in an entry text for the PCI slot, nothing where slot or port is missing.
+/// Returns the PCI slot's part of an entry text, nothing if slot or port is missing.
 std::optional<QString> pciSlotText(const QString &entryText);
 
 /// Returns the text of a Dual Link: the entry texts joined by " + ", in order.

@@ -8,7 +8,7 @@ class OrvantaConfig
 {
 public:
     /// Returns whether the real-time kernel's driver is present: its file in the system folder or,
-    /// failing that, a loaded driver that bears its name. Writes one debug line when it is not.
+    /// failing that, a loaded driver with its name. Writes one debug line if it is not.
     /// Throws std::filesystem::filesystem_error when the file cannot be queried.
     static bool isOrvantaInstalled();
 

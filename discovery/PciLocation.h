@@ -21,5 +21,5 @@ bool parsePciBus(std::uint32_t &value, const QString &location);
 bool parsePciFunction(std::uint32_t &value, const QString &location);
 
 /// Completes a record with PCI slot, port and entry text; leaves it unchanged when no device node
-/// bears its name.
+/// has its name.
 void appendPciLocation(AdapterInfo &adapter);

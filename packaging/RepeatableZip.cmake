@@ -1,5 +1,5 @@
 # Read by CPack after it has made a package. Its zip depends on the file system's order of files and on
-# the user who makes it, so the zip is made anew.
+# the user who makes it, so the zip is made again.
 if(NOT CPACK_GENERATOR STREQUAL "ZIP")
     return()
 endif()

@@ -23,7 +23,7 @@ struct DeviceInfo {
     std::uint32_t size;
     char libraryBytes4[80];
     char description[160];
-    /// The fields behind the name are not known: the text ends with the record at last.
+    /// The fields after the name are not known: the text ends with the record at the latest.
     char friendlyName[960];
 };
 static_assert(offsetof(DeviceInfo, description) == 84);

@@ -149,7 +149,7 @@ public:
         return content + "\n";
     }
 
-    /// The wizard has written its file and is started anew.
+    /// The wizard has written its file and is started again.
     void finish()
     {
         savedConnections.clear();
@@ -158,7 +158,7 @@ public:
         restart();
     }
 
-    /// The wizard is started anew.
+    /// The wizard is started again.
     void restart()
     {
         clearLists();

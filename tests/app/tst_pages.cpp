@@ -134,7 +134,7 @@ void PagesTest::showsLogoInHeader()
                  QPixmap(":/fennory.png").toImage());
     }
 
-    // A missing logo is no reason to say anything.
+    // A missing logo is not reported.
     const MissingImages missing;
     const PrintedMessages messages;
     OrvantaConfigurator wizard;

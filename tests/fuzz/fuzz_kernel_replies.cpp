@@ -29,7 +29,7 @@ namespace
 
 constexpr std::uint32_t notFound = 0x101F0000;
 
-/// Enough for the program's 8-bit count of devices to begin anew.
+/// Enough for the program's 8-bit count of devices to start over.
 constexpr std::size_t mostDevices = 300;
 
 /// Where each device is asked for several times: more would take most of the time.

@@ -1,4 +1,4 @@
-"""What stands in a Windows executable or library."""
+"""What a Windows executable or library contains."""
 
 import pefile
 

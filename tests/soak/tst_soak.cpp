@@ -92,7 +92,7 @@ void SoakTest::visit()
 
 void SoakTest::holdsNoMoreAfterManyVisits()
 {
-    // Fewer say nothing: at first a process takes what it keeps.
+    // Fewer rounds prove nothing: at first a process takes memory that it keeps.
     const int roundCount = std::max(100, roundsOfLongTest(1000));
     const int warmUpCount = roundCount / 5;
 

@@ -25,7 +25,7 @@ protected:
     /// Starts the wizard on the PC as it stands and goes on to the adapters.
     WizardUser &startOnAdapters();
 
-    /// Has a list of adapters in the place of Windows' own from now on.
+    /// Replaces Windows' own list of adapters from now on.
     void setWindowsAdapters(const QList<SimulatedAdapter> &adapters);
 
     /// Calls a slot of the adapter selection page that no enabled button reaches.
