@@ -54,8 +54,8 @@ class WineBench:
         os.link(build / "simulator/Brelvix.dll",
                 self.pc.prefix / "drive_c/windows/system32/Brelvix.dll")
         self.display = self.stack.enter_context(virtual_display())
-        # As long as one program runs, Wine's services do: otherwise they would start again with each
-        # of the others, beside what is measured.
+        # As long as one program runs, Wine's services do: otherwise they would start again with
+        # each of the others, beside what is measured.
         self.waiting_program = self.pc.start(
             ["cmd"], variables={"DISPLAY": self.display}, stdin=subprocess.PIPE,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
