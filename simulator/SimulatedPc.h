@@ -53,6 +53,7 @@ struct SimulatedPc {
     QString folder;
     /// The user whose folder below C:/Users is the home folder.
     QString userName = "user1";
+    /// A driver without a name is one whose address Windows hides.
     QStringList loadedDrivers;
     QList<SimulatedAdapter> adapters;
     QList<SimulatedDeviceNode> deviceNodes;

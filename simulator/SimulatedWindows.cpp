@@ -170,12 +170,16 @@ void SimulatedWindows::addDeviceSets(platform::WindowsApi &api)
 void SimulatedWindows::addDriverList(platform::WindowsApi &api)
 {
     const auto count = static_cast<std::size_t>(m_pc.loadedDrivers.size());
-    api.K32EnumDeviceDrivers.function = [count](LPVOID *addresses, DWORD size, DWORD *neededSize) {
+    api.K32EnumDeviceDrivers.function = [this, count](LPVOID *addresses, DWORD size,
+                                                      DWORD *neededSize) {
         if (!neededSize || (!addresses && size > 0))
             return FALSE;
         const std::size_t room = size / sizeof(LPVOID);
-        for (std::size_t index = 0; index < std::min(count, room); ++index)
-            addresses[index] = opaque(firstDriverAddress + index * driverAddressStep);
+        for (std::size_t index = 0; index < std::min(count, room); ++index) {
+            const bool isHidden = m_pc.loadedDrivers[static_cast<qsizetype>(index)].isEmpty();
+            const std::uintptr_t address = firstDriverAddress + index * driverAddressStep;
+            addresses[index] = isHidden ? nullptr : opaque(address);
+        }
         *neededSize = static_cast<DWORD>(count * sizeof(LPVOID));
         return TRUE;
     };

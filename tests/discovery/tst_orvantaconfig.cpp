@@ -181,6 +181,7 @@ void OrvantaConfigTest::findsALoadedDriver_data()
     row("Brelvix in capitals", {"BRELVIX.SYS"}, false);
     row("Orvanta-BRVX in lower case", {"orvanta-brvx.sys"}, false);
     row("half a name", {"Orvanta.sys", "BRVX.sys", "Brelvi.sys"}, false);
+    row("hidden drivers", {"", ""}, false);
     row("first of 1023", QStringList("Brelvix.sys") + drivers(1022), true);
     row("last of 1023", drivers(1022) + QStringList("Brelvix.sys"), true);
     row("none of 1023", drivers(1023), false);

@@ -54,6 +54,7 @@ struct Expected {
 
 const QMap<QString, Expected> expectedOnPcs = {
     {"driver-loaded-only", {{}, 4, 0, 0}},
+    {"hidden-drivers", {{}, 0, 0, 0}},
     {"kernel-refuses-open", {{"[ERROR]: Unable to open the driver!"}, 0, 1, 1}},
     {"lamps", {{}, 5, 1, 2}},
     {"no-devices", {{}, 0, 0, 0}},

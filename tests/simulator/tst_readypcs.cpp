@@ -25,6 +25,7 @@ struct ReadyPc {
 
 const ReadyPc readyPcs[] = {
     {"driver-loaded-only", 4, 0, 0, ""},
+    {"hidden-drivers", 0, 0, 0, noDriver},
     {"kernel-refuses-open", 0, 1, 1, refusesOpen},
     {"lamps", 5, 1, 2, ""},
     {"no-devices", 0, 0, 0, ""},

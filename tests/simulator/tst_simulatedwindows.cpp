@@ -336,6 +336,10 @@ void SimulatedWindowsTest::listsDrivers()
     DWORD neededSize = 1;
     QVERIFY(Windows(SimulatedPc()).api.K32EnumDeviceDrivers(nullptr, 0, &neededSize));
     QCOMPARE(neededSize, 0U);
+
+    SimulatedPc hiding;
+    hiding.loadedDrivers = QStringList{"", ""};
+    QCOMPARE(Windows(hiding).drivers(), (std::array<LPVOID, 2>{}));
 }
 
 void SimulatedWindowsTest::namesDrivers()
