@@ -4,6 +4,7 @@
 #include "backend/Exceptions.h"
 #include "platform/KernelApi.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -22,13 +23,12 @@ GEVBackendOrvanta *GEVBackendOrvanta::s_currentBackend = nullptr;
 namespace
 {
 
-/// Prints a failed kernel call. Nothing is built for code 0: closing a session needs no memory.
+/// Prints a failed kernel call. Takes no memory: a session is also closed when there is none.
 void report(std::uint32_t code, const char *command, const char *prefix = "")
 {
-    if (code == 0)
-        return;
-    const std::string message = std::string(prefix) + "Error running command " + command;
-    printKernelError(code, command, message.c_str());
+    char message[256];
+    std::snprintf(message, sizeof(message), "%sError running command %s", prefix, command);
+    printKernelError(code, command, message);
 }
 
 [[noreturn]] void fail(std::uint32_t code, const char *command, const std::string &failure)

@@ -1,9 +1,11 @@
 #include "backend/GEVBackendOrvanta.h"
 
 #include "platform/KernelApi.h"
+#include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/ExhaustedMemory.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QFile>
@@ -16,46 +18,11 @@
 #include <exception>
 #include <new>
 #include <optional>
+#include <thread>
 
 using DPL::GEVBackendOrvanta;
 using platform::kernelApi;
 using platform::SharedData;
-
-namespace
-{
-
-// Of this thread alone: Qt Test has one of its own.
-thread_local bool isMemoryExhausted = false;
-
-} // namespace
-
-void *operator new(std::size_t size, const std::nothrow_t & /*tag*/) noexcept
-{
-    return isMemoryExhausted ? nullptr : std::malloc(size);
-}
-
-void *operator new(std::size_t size)
-{
-    if (void *memory = operator new(size, std::nothrow))
-        return memory;
-    throw std::bad_alloc();
-}
-
-// Where it is inlined, the compiler takes it for a mismatch of new and free.
-[[gnu::noinline]] void operator delete(void *memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void *memory, std::size_t /*size*/) noexcept
-{
-    operator delete(memory);
-}
-
-void operator delete(void *memory, const std::nothrow_t & /*tag*/) noexcept
-{
-    operator delete(memory);
-}
 
 namespace
 {
@@ -65,9 +32,10 @@ constexpr char releaseWithoutMemory[] =
     "OV_getSharedMemEx\nreleaseSecondObject\nreleaseFirstObject\n";
 constexpr char closeWithoutMemory[] = "OV_getSharedMemEx\nfreeKernel\nfreeSharedMem\ncloseDriver\n";
 
-/// Has the kernel succeed and print the names of its operations, which takes no memory, and then
-/// has every allocation fail.
-void exhaustMemory()
+/// Has the kernel print the names of its operations and succeed, but for the shared memory where
+/// that is refused, and Windows do nothing: the simulated PC takes memory for each call. Then has
+/// every allocation fail.
+void exhaustMemory(std::uint32_t sharedMemoryCode = 0)
 {
     kernelApi().forEach([](auto &operation) {
         operation.function = [name = operation.name](auto...) {
@@ -77,12 +45,16 @@ void exhaustMemory()
     });
     static SharedData block;
     block.kernelHandle = 75;
-    kernelApi().OV_getSharedMemEx.function = [](auto, void **address, auto) {
+    kernelApi().OV_getSharedMemEx.function = [sharedMemoryCode](auto, void **address, auto) {
         std::puts("OV_getSharedMemEx");
-        *address = &block;
-        return 0U;
+        *address = sharedMemoryCode == 0 ? &block : nullptr;
+        return sharedMemoryCode;
     };
-    isMemoryExhausted = true;
+    platform::windowsApi().forEach([](auto &entry) {
+        using Function = decltype(entry.function);
+        entry.function = [](auto...) { return typename Function::result_type{}; };
+    });
+    setMemoryExhausted(true);
 }
 
 /// Ends the process by an exception that nobody handles, with sessions in the given condition and
@@ -93,10 +65,10 @@ void exhaustMemory()
     std::set_terminate([] { std::_Exit(3); });
     SimulatedMachine machine{SimulatedPc()};
 
-    GEVBackendOrvanta first(true, true, "");
+    std::optional<GEVBackendOrvanta> first(std::in_place, true, true, "");
     std::optional<GEVBackendOrvanta> second;
     if (condition != "never opened") {
-        first.open();
+        first->open();
         sharedMemory()->firstObject = 52;
         sharedMemory()->secondObject = 56;
     }
@@ -110,8 +82,20 @@ void exhaustMemory()
     }
 
     machine.kernel().logTo(logPath);
+    if (condition == "while closing") {
+        kernelApi().closeDriver.function = []() -> std::uint32_t { throw std::bad_alloc(); };
+        first.reset();
+    }
     if (condition == "memory exhausted")
         exhaustMemory();
+    if (condition == "memory exhausted and refused")
+        exhaustMemory(0x10160000);
+    if (condition == "memory exhausted, other thread") {
+        std::thread([] {
+            exhaustMemory();
+            throw std::bad_alloc();
+        }).join();
+    }
     throw std::bad_alloc();
 }
 
@@ -148,7 +132,7 @@ void TerminationTest::closesWithoutMemory()
         } catch (const std::bad_alloc &) {
             std::puts("memory was needed");
         }
-        isMemoryExhausted = false;
+        setMemoryExhausted(false);
     });
 
     QCOMPARE(printed, closeWithoutMemory);
@@ -173,7 +157,16 @@ void TerminationTest::releasesTheSession_data()
                                         .replaceInStrings("(52, ", "(0, ")
                                         .replaceInStrings("(56, ", "(0, ");
     row("two sessions", ofTheSecond, "");
+    // A session that closes is not the current one any more.
+    row("while closing", closingCalls.first(2), "");
     row("memory exhausted", {}, QByteArray(releaseWithoutMemory) + closeWithoutMemory);
+    row("memory exhausted, other thread", {},
+        QByteArray(releaseWithoutMemory) + closeWithoutMemory);
+    const QByteArray report = reportText(getMemoryCommand)
+                                  .replace("EXAMPLE_ERROR", "")
+                                  .replace("\n\n", "\nerrorText\n\n");
+    const QByteArray refused = "OV_getSharedMemEx\nerrorName\n" + report;
+    row("memory exhausted and refused", {}, refused + refused + "closeDriver\n");
 }
 
 void TerminationTest::releasesTheSession()
