@@ -27,8 +27,6 @@ OrvantaSearchResults search()
         OrvantaConfig::searchAdapters(results);
     } catch (const std::exception &failure) {
         results.errorMessage = QString("[ERROR]: ") + QString::fromLocal8Bit(failure.what());
-    } catch (...) {
-        results.errorMessage = "[ERROR]: Unknown failure of the search.";
     }
     return results;
 }
@@ -106,12 +104,18 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
 {
     loading_frame->setVisible(false);
 
-    QFuture<OrvantaSearchResults> future = m_searchWatcher.future();
-    future.waitForFinished();
-    if (future.resultCount() == 0)
-        return;
+    OrvantaSearchResults results;
+    try {
+        QFuture<OrvantaSearchResults> future = m_searchWatcher.future();
+        future.waitForFinished();
+        if (future.resultCount() == 0)
+            return;
+        results = future.resultAt(0);
+    } catch (...) {
+        // Memory may be out: this text takes none.
+        results.errorMessage = QStringLiteral("[ERROR]: Unknown failure of the search.");
+    }
 
-    const OrvantaSearchResults results = future.resultAt(0);
     if (!results.errorMessage.isEmpty()) {
         const QScopedValueRollback showingError(m_isShowingError, true);
         showSearchError(results.errorMessage);

@@ -67,6 +67,7 @@ private slots:
     void showsSearchError();
     void listsConnectionsOnceInSpiteOfError();
     void showsMarkupLiterally();
+    void showsExceptionOfTheTask_data();
     void showsExceptionOfTheTask();
     void survivesFutureWithoutResult();
     void reportsDriverFileThatCannotBeQueried();
@@ -438,16 +439,29 @@ void SearchPresentationTest::showsMarkupLiterally()
     QCOMPARE(m_run->boxes.answered().first().textFormat, Qt::PlainText);
 }
 
+void SearchPresentationTest::showsExceptionOfTheTask_data()
+{
+    const DataRows<bool, QString> row("isStandard", "text");
+    row("standard", true, QString("[ERROR]: ") + std::bad_alloc().what());
+    row("other", false, "[ERROR]: Unknown failure of the search.");
+}
+
 void SearchPresentationTest::showsExceptionOfTheTask()
 {
+    QFETCH(bool, isStandard);
+    QFETCH(QString, text);
     // Resolving the saved connections is what may throw out of the search.
     m_pc->writeConfig("A\n\n");
     WizardUser &user = start();
     platform::kernelApi().queryDeviceInformation.function =
-        [](const char *, void *, std::uint32_t) -> std::uint32_t { throw std::bad_alloc(); };
+        [isStandard](const char *, void *, std::uint32_t) -> std::uint32_t {
+        if (isStandard)
+            throw std::bad_alloc();
+        throw 1;
+    };
     user.goToAdapters();
 
-    QCOMPARE(m_run->boxes.texts(), QStringList{QString("[ERROR]: ") + std::bad_alloc().what()});
+    QCOMPARE(m_run->boxes.texts(), QStringList{text});
     QCOMPARE(m_run->boxes.answered().first().title, "Orvanta Search Error");
     QCOMPARE(user.allTexts(), QStringList());
     QCOMPARE(m_run->machine.kernel().openResources(), 0);
