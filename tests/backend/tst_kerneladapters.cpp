@@ -72,6 +72,8 @@ private slots:
     void resolvesTheSavedGroups();
     void resolvesIdentifiersInTheLocalEncoding();
     void runsOneSession();
+    void setsTheFirstOption();
+    void opensTheDriverThatARefusedMemoryLeftOpen();
     void reportsAFailedSession_data();
     void reportsAFailedSession();
     void resolvesTheSavedGroupsAfterAFailure();
@@ -148,6 +150,35 @@ void KernelAdaptersTest::runsOneSession()
     QCOMPARE(machine.kernel().calls(), openingCalls + deviceCalls(0, "DEVICE-A") +
                                            deviceCalls(1, "DEVICE-B") + endOfDevices + savedPort +
                                            closingCalls);
+    QCOMPARE(machine.kernel().openResources(), 0);
+}
+
+void KernelAdaptersTest::setsTheFirstOption()
+{
+    const SimulatedMachine machine{SimulatedPc()};
+    std::uint8_t option = 0;
+    auto &function = kernelApi().freeSharedMem.function;
+    function = [&, answer = function](std::uint32_t handle, std::uint32_t flags) {
+        option = sharedMemory(handle)->optionA;
+        return answer(handle, flags);
+    };
+    list();
+    QCOMPARE(option, 1);
+}
+
+void KernelAdaptersTest::opensTheDriverThatARefusedMemoryLeftOpen()
+{
+    SimulatedMachine machine(pcWithTwoDevices());
+    auto &function = kernelApi().OV_createSharedMemEx.function;
+    const auto answer = function;
+    function = [](auto...) { return noAccess; };
+    QCOMPARE(list().errorText, "[ERROR]: Code: [-112] - Error description: ErrCode: -112");
+    QCOMPARE(machine.kernel().openResources(), 1);
+
+    function = answer;
+    const qsizetype before = machine.kernel().calls().size();
+    QCOMPARE(list().adapters.size(), 2);
+    QCOMPARE(machine.kernel().calls().mid(before, openingCalls.size()), openingCalls);
     QCOMPARE(machine.kernel().openResources(), 0);
 }
 
