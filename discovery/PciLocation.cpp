@@ -119,9 +119,7 @@ QString twinSuffix(const MatchedDevice &matched, const QString &deviceDescriptio
 /// Returns one number for each run of digits.
 QList<int> locationNumbers(const QString &location)
 {
-    // Each call uses a copy of its own: two threads may parse at the same time.
-    static const QRegularExpression pattern(R"(\d+)");
-    const QRegularExpression digits = pattern;
+    const QRegularExpression digits(R"(\d+)");
     QList<int> numbers;
     for (const QRegularExpressionMatch &match : digits.globalMatch(location)) {
         // The pattern has no group 1, so every number is 0. That is required: do not add a group.
