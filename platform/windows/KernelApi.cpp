@@ -3,11 +3,14 @@
 #include "platform/WindowsTypes.h"
 #include "platform/windows/Start.h"
 
-#include <QFileInfo>
+#include <QCoreApplication>
+#include <QDir>
 #include <QStringList>
 #include <QtDebug>
 
-#include <map>
+#include <array>
+#include <atomic>
+#include <functional>
 
 #include <userenv.h>
 
@@ -17,20 +20,24 @@ namespace platform
 namespace
 {
 
-constexpr auto libraryName = L"Brelvix.dll";
+#define PLATFORM_COUNT(ordinal, name, parameters, arguments) +1
+constexpr std::size_t operationCount = 0 PLATFORM_KERNEL_OPERATIONS(PLATFORM_COUNT);
+#undef PLATFORM_COUNT
 
-/// The kernel library as it was found last.
-struct KernelLibrary {
-    HMODULE module = nullptr;
-    std::map<std::uint16_t, FARPROC> operations;
-    /// Whether the library and all that was asked for was there.
-    bool isComplete = false;
-};
+// Written once, when the library has been found. The terminate handler may call from any thread,
+// without memory and while the process ends: a call takes no memory, and nothing is destroyed.
+constinit std::atomic<HMODULE> library = nullptr;
+constinit std::array<std::atomic<FARPROC>, operationCount> addresses{};
 
-KernelLibrary library;
+/// Returns whether a path is written in full and leads to a disk of this machine.
+bool isLocal(const QString &path)
+{
+    const QString root = path.left(3);
+    return root.endsWith(":\\") && GetDriveTypeW(root.toStdWString().c_str()) == DRIVE_FIXED;
+}
 
-/// Returns the folders of the search path that holds for the whole machine, with its variables
-/// filled in. The user's own variables do not count.
+/// Returns the local folders of the search path that holds for the whole machine, with its
+/// variables filled in. The user's own variables do not count.
 QStringList machinePath()
 {
     void *environment = nullptr;
@@ -44,77 +51,60 @@ QStringList machinePath()
             folders = variable.mid(5).split(';');
     }
     DestroyEnvironmentBlock(environment);
+    folders.removeIf(std::not_fn(isLocal));
     return folders;
 }
 
-/// Returns whether a path is written in full and leads to a disk of this machine.
-bool isLocal(const QString &path)
+/// Returns the first library that can be loaded: one of 32 bit may lie before it. Only folders are
+/// searched that administrators have chosen: a library that lies elsewhere is not the kernel's.
+HMODULE findLibrary()
 {
-    const QString root = path.left(3);
-    return root.endsWith(":\\") && GetDriveTypeW(root.toStdWString().c_str()) == DRIVE_FIXED;
-}
-
-HMODULE loadFromMachinePath()
-{
-    for (const QString &folder : machinePath()) {
-        const QString path = folder + "\\" + QString::fromWCharArray(libraryName);
-        if (isLocal(path) && QFileInfo::exists(path))
-            return LoadLibraryExW(path.toStdWString().c_str(), nullptr,
-                                  LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
+    wchar_t systemFolder[MAX_PATH] = {};
+    GetSystemDirectoryW(systemFolder, MAX_PATH);
+    const QStringList folders = {QCoreApplication::applicationDirPath(),
+                                 QString::fromWCharArray(systemFolder)};
+    for (const QDir folder : folders + machinePath()) {
+        if (!folder.exists("Brelvix.dll"))
+            continue;
+        const QString file = QDir::toNativeSeparators(folder.filePath("Brelvix.dll"));
+        if (HMODULE module =
+                LoadLibraryExW(file.toStdWString().c_str(), nullptr,
+                               LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32))
+            return module;
+        qDebug("platform::kernelApi(): %s cannot be loaded, error %lu.", qUtf8Printable(file),
+               GetLastError());
     }
-    SetLastError(ERROR_MOD_NOT_FOUND);
+    qDebug("platform::kernelApi(): Brelvix.dll cannot be loaded, error %ld.", ERROR_MOD_NOT_FOUND);
     return nullptr;
 }
 
-/// Only folders are searched that administrators have chosen: a library that lies elsewhere is not
-/// the kernel's.
-HMODULE loadLibrary()
+/// Looks for the library where it has been missing so far, and names what it lacks.
+void loadLibrary()
 {
-    HMODULE module = LoadLibraryExW(
-        libraryName, nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (!module && GetLastError() == ERROR_MOD_NOT_FOUND)
-        module = loadFromMachinePath();
-    if (!module)
-        qDebug("platform::kernelApi(): Brelvix.dll cannot be loaded, error %lu.", GetLastError());
-    return module;
-}
-
-/// Looks for what has been missing: the library, or another version of it that has an operation.
-void lookAgain()
-{
-    if (library.isComplete)
+    if (library)
         return;
-    if (library.module)
-        FreeLibrary(library.module);
-    library = {loadLibrary(), {}};
-    library.isComplete = library.module != nullptr;
-}
+    const HMODULE module = findLibrary();
+    if (!module)
+        return;
 
-/// Returns the operation's address, null where the library has none.
-FARPROC findOperation(std::uint16_t ordinal)
-{
-    const auto [operation, isNew] = library.operations.try_emplace(ordinal);
-    if (!isNew)
-        return operation->second;
-    operation->second = GetProcAddress(library.module, MAKEINTRESOURCEA(ordinal));
-    if (!operation->second) {
-        library.isComplete = false;
-        qDebug("platform::kernelApi(): Brelvix.dll has no ordinal %u.", ordinal);
-    }
-    return operation->second;
+    auto *address = addresses.data();
+    kernelApi().forEach([&](const auto &operation) {
+        *address = GetProcAddress(module, MAKEINTRESOURCEA(operation.ordinal));
+        if (!*address++)
+            qDebug("platform::kernelApi(): Brelvix.dll has no ordinal %u.", operation.ordinal);
+    });
+    library = module;
 }
 
 template <typename... Arguments>
-void bind(KernelOperation<std::uint32_t(Arguments...)> &operation)
+void bind(KernelOperation<std::uint32_t(Arguments...)> &operation,
+          const std::atomic<FARPROC> &address)
 {
-    operation.function = [ordinal = operation.ordinal](Arguments... arguments) -> std::uint32_t {
+    operation.function = [&address](Arguments... arguments) -> std::uint32_t {
         using Function = std::uint32_t(WINAPI *)(Arguments...);
-        if (!library.module)
-            return ERROR_MOD_NOT_FOUND;
-        const FARPROC address = findOperation(ordinal);
-        if (!address)
-            return ERROR_PROC_NOT_FOUND;
-        return reinterpret_cast<Function>(reinterpret_cast<void *>(address))(arguments...);
+        if (const FARPROC found = address)
+            return reinterpret_cast<Function>(reinterpret_cast<void *>(found))(arguments...);
+        return library ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
     };
 }
 
@@ -122,12 +112,14 @@ void bind(KernelOperation<std::uint32_t(Arguments...)> &operation)
 
 void bindKernelLibrary()
 {
-    kernelApi().forEach([](auto &operation) { bind(operation); });
-    // A search begins by opening the driver. Its other calls, of which there may be hundreds, do
-    // not look again for what is missing.
+    const auto *address = addresses.data();
+    kernelApi().forEach([&](auto &operation) { bind(operation, *address++); });
+    // Windows itself is not to show a box about a file that cannot be loaded.
+    SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
+    // A search begins by opening the driver.
     auto &openDriver = kernelApi().OV_openDriver.function;
     openDriver = [open = openDriver](const char *customerNr) {
-        lookAgain();
+        loadLibrary();
         return open(customerNr);
     };
 }

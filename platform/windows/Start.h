@@ -6,7 +6,7 @@ namespace platform
 // The steps of start() on Windows.
 
 /// Has the kernel library's table call `Brelvix.dll`, which is looked for when a search opens the
-/// driver. What is missing fails with Windows' error code and one debug line.
+/// driver. What is missing fails with Windows' error code; a debug line names it.
 void bindKernelLibrary();
 
 /// Has what is printed reach the console that the program was started from, and debug output a

@@ -7,6 +7,8 @@ import shutil
 import subprocess
 import unittest
 
+import pefile
+
 import end_to_end
 from end_to_end import AVAILABLE, BUILD, CLOSE_DRIVER_CALL, KERNEL_LIBRARY, TWO_CARDS
 from waiting import wait_for
@@ -164,25 +166,37 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         ).wait()
         self.assertTrue(mark.exists())
 
-    def test_what_was_missing_is_looked_for_again(self):
+    def test_a_missing_library_is_looked_for_again(self):
         self.prepare("two-cards-empty", kernel_library=False)
-        maker = self.folder / "maker"
-        self.set_variables(MACHINE, PATH=f"%SystemRoot%;{windows_path(maker)}")
+        other, maker = self.folder / "other", self.folder / "maker"
+        path = f"%SystemRoot%;{windows_path(other)};{windows_path(maker)}"
+        self.set_variables(MACHINE, PATH=path)
         wizard = self.start()
         self.expect_failure(wizard)
         wizard.press_keys("alt+b")
 
+        # The first one that is found is of 32 bit, the second one lacks an operation.
+        other.mkdir()
+        library = pefile.PE(KERNEL_LIBRARY)
+        library.FILE_HEADER.Machine = pefile.MACHINE_TYPE["IMAGE_FILE_MACHINE_I386"]
+        library.write(other / "Brelvix.dll")
         maker.mkdir()
         os.link(KERNEL_LIBRARY_WITHOUT_182, maker / "Brelvix.dll")
         self.expect_failure(wizard, NO_INFORMATION)
         wizard.press_keys("alt+b")
 
+        # That one stays until the program is started again.
         (maker / "Brelvix.dll").unlink()
-        os.link(KERNEL_LIBRARY, self.pc.drive / "windows" / "system32" / "Brelvix.dll")
-        wizard.open_adapters()
+        os.link(KERNEL_LIBRARY, maker / "Brelvix.dll")
+        self.expect_failure(wizard, NO_INFORMATION)
+        self.assertEqual(wizard.cancel(), 0)
+        wrong_kind = LIBRARY_MISSING.replace("Brelvix", windows_path(other / "Brelvix"))
+        for message in LIBRARY_MISSING, wrong_kind.replace("126", "193"), ORDINAL_MISSING:
+            self.assertEqual(self.messages_file.read_text().count(message), 1, message)
+
+        wizard = self.start_at_adapters()
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
         self.assertEqual(wizard.cancel(), 0)
-        self.assertEqual(self.messages_file.read_text().count(LIBRARY_MISSING), 1)
 
 
 if __name__ == "__main__":
