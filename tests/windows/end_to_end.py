@@ -208,7 +208,7 @@ class EndToEnd(unittest.TestCase):
 
     def test_every_button_on_small_screens(self):
         self.prepare("two-cards-empty")
-        for screen in "1366x768", "1280x720", "1280x672", "1024x570":
+        for screen in "1366x768", "1280x672", "1024x600", "1024x570", "1024x540":
             with self.subTest(screen):
                 self.use_every_button_on_a_screen(screen)
             # Wine's desktop stays on the display on which it began.
