@@ -83,10 +83,6 @@ class Wizard:
         many handles, threads and GDI objects."""
         return self.observed("resources")
 
-    def style(self):
-        """Returns the name of the style that draws the windows, and whether they are dark."""
-        return self.observed("style")
-
     def window(self, class_name):
         """Returns the visible window of a class, or None."""
         return next((each for each in self.windows() if each["class"] == class_name), None)
