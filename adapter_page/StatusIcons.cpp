@@ -66,7 +66,7 @@ void NetworkAdapterSelectorPage::updateStatusIcons(QStandardItemModel *model, bo
 
         const QString description = rowDescription(*item, statuses);
         item->setData(description, Qt::AccessibleDescriptionRole);
-        // The kernel's texts are no markup.
+        // The kernel's texts are not markup.
         item->setToolTip(Qt::convertFromPlainText(description));
     }
 }

@@ -26,7 +26,7 @@ bool fileExists(const std::filesystem::path &path)
     std::error_code error;
     const bool exists = std::filesystem::exists(path, error);
     // The throwing form names its operation differently in each standard library, and the user
-    // gets to see that name.
+    // sees that name.
     if (error)
         throw std::filesystem::filesystem_error("exists", path, error);
     return exists;
@@ -50,7 +50,7 @@ bool isDriverLoaded()
 
     const auto end = addresses.begin() + neededSize / sizeof(LPVOID);
     return std::any_of(addresses.begin(), end, [](LPVOID address) {
-        // One more than Windows is told of: a name that fills the buffer ends, too.
+        // One more than Windows is told of, so that a name that fills the buffer ends as well.
         std::array<char, nameSize + 1> name{};
         const DWORD length =
             platform::windowsApi().K32GetDeviceDriverBaseNameA(address, name.data(), nameSize);

@@ -56,7 +56,7 @@ struct MatchedDevice {
     QString location;
 };
 
-/// Finds the device that bears the name and returns its index and location text.
+/// Finds the device with the name and returns its index and location text.
 std::optional<MatchedDevice> findDevice(const QString &friendlyName, QString &hardwareId,
                                         QString &deviceDescription)
 {
@@ -69,7 +69,7 @@ std::optional<MatchedDevice> findDevice(const QString &friendlyName, QString &ha
         if (readProperty(set, device, SPDRP_FRIENDLYNAME, nameSize) != friendlyName)
             continue;
 
-        // A device that fails half-way leaves what it has written, also when no other one matches.
+        // A device that fails partway leaves what it has written, even if no other one matches.
         const auto identifier = readProperty(set, device, SPDRP_HARDWAREID, listSize);
         if (!identifier)
             continue;

@@ -35,7 +35,7 @@ AdapterList readAdapterList(AllocationFailure onAllocationFailure)
     AdapterList list;
     ULONG bufferLength = firstBufferLength;
     for (int tries = 0; tries < maximumTries && list.result == ERROR_BUFFER_OVERFLOW; ++tries) {
-        // The buffer that was too small goes first: the two of them may be more than there is.
+        // The small buffer is freed first: there may not be memory for both.
         list.addresses.reset();
         // The byte count that Windows reports is used as a count of structures on purpose: the
         // buffer is far larger than Windows asks for.

@@ -41,7 +41,7 @@ struct SimulatedKernelSettings {
     QList<SimulatedKernelDevice> unlistedDevices;
     /// The code that an operation fails with, by ordinal.
     QMap<int, std::uint32_t> failures;
-    /// The code behind the last device.
+    /// The code after the last device.
     std::uint32_t endCode = 0x101F0000;
     QString errorName = "EXAMPLE_ERROR";
     QString errorText;

@@ -79,7 +79,7 @@ SimulatedWindows::SimulatedWindows(const SimulatedPc &pc) : m_pc(pc), m_failures
     }
 }
 
-/// Fills what the program reads; the descriptions stand behind the records.
+/// Fills what the program reads; the descriptions follow the records.
 void SimulatedWindows::writeAdapters(IP_ADAPTER_ADDRESSES *records) const
 {
     auto *text = reinterpret_cast<wchar_t *>(records + m_pc.adapters.size());

@@ -25,7 +25,7 @@ NETWORK_CLASS = "{4D36E972-E325-11CE-BFC1-08002BE10318}"
 REGISTRY_FILES = ("system.reg", "user.reg", "userdef.reg")
 DEFAULT_USER = "user1"
 
-# The program is no .NET or HTML program, and it starts nothing from a desktop's menu.
+# The program uses neither .NET nor HTML, and starts nothing from a desktop's menu.
 UNUSED_PARTS_OF_WINE = "mscoree=;mshtml=;winemenubuilder.exe="
 
 # Root may write to everything; the program's user may not.

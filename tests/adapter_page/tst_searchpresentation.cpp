@@ -245,7 +245,7 @@ void SearchPresentationTest::startsOneSearchAtATime()
     QCOMPARE(user.available(), QStringList{"Port B"});
     QCOMPARE(user.singleLinks(), QStringList{"Port A"});
 
-    // Once it has ended, showing the page searches anew, but not while the result is on its way.
+    // Once it has ended, showing the page searches again, but not while the result is on its way.
     m_pc->writeConfig("B\n\n");
     for (int time = 0; time < 2; ++time) {
         m_run->wizard.currentPage()->hide();
@@ -312,7 +312,7 @@ void SearchPresentationTest::fillsLists()
     m_pc->writeConfig("C\nF\nE;D\n\n");
     WizardUser &user = startOnAdapters();
 
-    // The port that Windows runs slower stays connected, but cannot be had anew.
+    // The port that Windows runs more slowly stays connected, but is not available again.
     QCOMPARE(user.rows(availableList),
              QStringList({"Card 1. PCI Slot: 0, Port: 0 | A | Description of A",
                           "Card 2 | B | Description of B"}));
@@ -413,7 +413,7 @@ void SearchPresentationTest::listsConnectionsOnceInSpiteOfError()
     pc().kernel.failures[13] = 0x10160000;
     m_pc->writeConfig("A\nB;C\n\n");
     WizardUser &user = start();
-    // Restoring all windows shows the page anew.
+    // Restoring all windows shows the page again.
     m_run->boxes.onShown = [this] {
         m_run->wizard.hide();
         m_run->wizard.show();

@@ -1,4 +1,4 @@
-"""The packages that the build has made, and what they are to hold."""
+"""The packages that the build has made, and what they must contain."""
 
 import os
 import pathlib

@@ -21,7 +21,7 @@ private:
 };
 
 /// Returns what the action prints to standard output. A failed comparison prints there too, so it
-/// belongs behind the action.
+/// belongs after the action.
 template <typename Action>
 QByteArray printedBy(Action action)
 {

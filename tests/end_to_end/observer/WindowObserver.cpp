@@ -140,7 +140,7 @@ void WindowObserver::observe()
 {
     // A layout that is due would move the widgets under the test's mouse.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-    // What is told is to be on the screen, too.
+    // What is reported must be on the screen, too.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateRequest);
 
     QJsonArray windows;
