@@ -117,13 +117,14 @@ class Wizard:
         buttons = [widget for widget in self.widgets() if widget["class"].endswith("Button")]
         return next((each for each in buttons if each["text"].replace("&", "") == text), None)
 
-    def buttons_off_screen(self, screen):
-        """Returns the texts of the visible buttons that do not lie on a screen of a size as in
-        "1280x720", or in part only."""
+    def parts_off_screen(self, screen):
+        """Returns the title of the wizard and the texts of its visible buttons, where they do not lie
+        on a screen of a size as in "1280x720", or in part only."""
         whole = 0, 0, *map(int, screen.split("x"))
-        widgets = self.window(WIZARD)["widgets"]
-        buttons = [widget for widget in widgets if widget["class"].endswith("Button")]
-        return [each["text"] for each in buttons if around([whole, each["place"]]) != whole]
+        wizard = self.window(WIZARD)
+        buttons = [widget for widget in wizard["widgets"] if widget["class"].endswith("Button")]
+        parts = [(wizard["title"], wizard["frame"]), *((each["text"], each["place"]) for each in buttons)]
+        return [text for text, place in parts if around([whole, place]) != whole]
 
     def is_enabled(self, name):
         widget = self.widget(name)

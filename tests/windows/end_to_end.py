@@ -169,16 +169,16 @@ class EndToEnd(unittest.TestCase):
         self.display = self.enterContext(virtual_display(screen))
         wizard = self.start_at_adapters()
 
-        def see_buttons():
-            self.assertEqual(wizard.buttons_off_screen(screen), [])
+        def see_all():
+            self.assertEqual(wizard.parts_off_screen(screen), [])
 
-        see_buttons()
+        see_all()
         wizard.click_button("< Back")
         wizard.wait_for_page(0)
-        see_buttons()
+        see_all()
         wizard.click_button("Next >")
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
-        see_buttons()
+        see_all()
         for single, dual in [
             ("removeSingleLink", "clearDualLink"),
             ("clearSingleLink", "removeDualLink"),
@@ -186,7 +186,7 @@ class EndToEnd(unittest.TestCase):
             first, second, third = wizard.texts(AVAILABLE)[:3]
             wizard.make_single_link(first)
             wizard.make_dual_link(second, third)
-            see_buttons()
+            see_all()
             wizard.click_row(SINGLE_LINKS, first)
             wizard.click(single)
             wizard.wait_for_rows(SINGLE_LINKS, [])
@@ -195,7 +195,7 @@ class EndToEnd(unittest.TestCase):
             wizard.wait_for_rows(DUAL_LINKS, [])
         wizard.click_button("Next >")
         wizard.wait_for_page(2)
-        see_buttons()
+        see_all()
         self.assertEqual(wizard.cancel(), 0)
 
     def test_every_button_on_small_screens(self):
