@@ -2,6 +2,8 @@
 
 #include "discovery/EntryText.h"
 
+#include <QSet>
+
 bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText)
 {
     const auto first = pciSlotText(firstEntryText);
@@ -9,6 +11,38 @@ bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText
     if (!first || !second)
         return true;
     return first->toInt() == second->toInt();
+}
+
+QList<int> rowsLeft(const QStringList &available, const QStringList &singleLinks,
+                    const QStringList &dualLinks, const QStringList &excluded)
+{
+    const QSet<QString> singleLinkTexts(singleLinks.begin(), singleLinks.end());
+    const QSet<QString> excludedTexts(excluded.begin(), excluded.end());
+    // Joined by NUL, which no text holds: nothing is found across two Dual Links. Whole ports are
+    // found at once, since the search through all texts takes long on a large PC.
+    const QString dualLinkTexts = dualLinks.join(QChar::Null).toCaseFolded();
+    QSet<QString> dualLinkPorts;
+    for (const QString &text : dualLinkTexts.split(QChar::Null)) {
+        for (const QString &port : dualLinkParts(text))
+            dualLinkPorts.insert(port);
+    }
+
+    QList<int> left;
+    for (int row = 0; row < available.size(); ++row) {
+        left.append(row);
+        const QString &text = available[row];
+        if (text.isEmpty())
+            continue;
+        const QString folded = text.toCaseFolded();
+        const bool isInDualLink = dualLinkPorts.contains(folded) || dualLinkTexts.contains(folded);
+        // On purpose, each test that matches removes the row that is the last by then.
+        for (const bool matches :
+             {singleLinkTexts.contains(text), isInDualLink, excludedTexts.contains(text)}) {
+            if (matches && !left.isEmpty())
+                left.removeLast();
+        }
+    }
+    return left;
 }
 
 int dualLinkStatus(int firstStatus, int secondStatus)

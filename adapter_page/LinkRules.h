@@ -1,12 +1,16 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 #include <array>
 
 /// Returns whether two entry texts name the same PCI slot. Entries that cannot be parsed count as
 /// the same adapter.
 bool isSameAdapter(const QString &firstEntryText, const QString &secondEntryText);
+
+/// Returns the rows of the available list that are left without those that are used or excluded.
+QList<int> rowsLeft(const QStringList &available, const QStringList &singleLinks,
+                    const QStringList &dualLinks, const QStringList &excluded);
 
 /// Returns the status of a Dual Link from those of its ports: 1 both up, 0 not both up, -1 at least
 /// one unknown.

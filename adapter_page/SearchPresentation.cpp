@@ -1,16 +1,15 @@
 // The adapter page, search presentation: starting the search, showing what it found or why it
 // failed.
 
+#include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
 #include "app/ConnectionConfig.h"
 #include "discovery/AdapterInfo.h"
-#include "discovery/EntryText.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/WindowsAdapters.h"
 
 #include <QMessageBox>
 #include <QScopedValueRollback>
-#include <QSet>
 #include <QStyle>
 #include <QtConcurrentRun>
 
@@ -42,11 +41,11 @@ void showSearchError(const QString &errorMessage)
     box.exec();
 }
 
-QSet<QString> textsOf(const QStandardItemModel &model)
+QStringList textsOf(const QStandardItemModel &model)
 {
-    QSet<QString> texts;
+    QStringList texts;
     for (int row = 0; row < model.rowCount(); ++row)
-        texts.insert(model.item(row)->text());
+        texts.append(model.item(row)->text());
     return texts;
 }
 
@@ -128,7 +127,7 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
 void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &results)
 {
     // Compared with what stood there before: two ports of one result may bear the same text.
-    const QSet<QString> listed = textsOf(m_availableModel);
+    const QStringList listed = textsOf(m_availableModel);
     for (const AdapterEntry &adapter : results.availableAdapters) {
         if (!listed.contains(adapter.name))
             appendEntry(m_availableModel, adapter.name, adapter.deviceId, adapter.description);
@@ -141,41 +140,12 @@ void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &resul
 
 void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
-    const QSet<QString> singleLinks = textsOf(m_singleLinkModel);
-    const QSet<QString> excluded(m_excludedAdapters.begin(), m_excludedAdapters.end());
-
-    // Letter case is left aside. A port of a Dual Link is found at once by its whole text; only
-    // what is left is looked for in all of them, which takes long on a large PC.
-    QSet<QString> dualLinkPorts;
-    QString dualLinks;
-    for (const QString &text : textsOf(m_dualLinkModel)) {
-        const QString folded = text.toCaseFolded();
-        for (const QString &port : dualLinkParts(folded))
-            dualLinkPorts.insert(port);
-        // The texts hold no NUL: nothing is found across two of them.
-        dualLinks += folded + QChar::Null;
-    }
-    const auto isInDualLink = [&](const QString &text) {
-        const QString folded = text.toCaseFolded();
-        return dualLinkPorts.contains(folded) || dualLinks.contains(folded);
-    };
-
-    QList<QStandardItem *> kept;
-    for (QStandardItem *item : m_availableModel.takeColumn(0)) {
-        kept.append(item);
-        const QString text = item->text();
-        if (text.isEmpty())
-            continue;
-
-        // The tests are not exclusive on purpose: each that matches removes the row that is the
-        // last by then.
-        const int matches =
-            singleLinks.contains(text) + isInDualLink(text) + excluded.contains(text);
-        for (int i = 0; i < matches && !kept.isEmpty(); ++i)
-            delete kept.takeLast();
-    }
+    QList<QStandardItem *> left;
+    for (const int row : rowsLeft(textsOf(m_availableModel), textsOf(m_singleLinkModel),
+                                  textsOf(m_dualLinkModel), m_excludedAdapters))
+        left.append(m_availableModel.takeItem(row));
     clearList(*availableAdaptersList, m_availableModel);
-    m_availableModel.invisibleRootItem()->appendRows(kept);
+    m_availableModel.invisibleRootItem()->appendRows(left);
 }
 
 void NetworkAdapterSelectorPage::showAdapterError(int code, int number)

@@ -29,8 +29,7 @@ QList<int> portStatuses(const QString &text, bool isDualList)
 
 QIcon lampIcon(int status)
 {
-    // Qt remembers a pixmap by its file: an icon made of the file would add to Qt's cache with
-    // every search.
+    // An icon made of the file would add to Qt's cache with every search.
     const QPixmap image(lampOf(status).image);
     QIcon icon(image);
     // The colour is the message, and Qt would tint the image of a selected row.

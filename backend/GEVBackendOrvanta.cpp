@@ -109,7 +109,7 @@ void GEVBackendOrvanta::readSystemInformation()
 
 void GEVBackendOrvanta::loadKernelLibrary()
 {
-    // The handle is deliberately not kept: closing the driver ends the kernel-side library.
+    // The handle is not kept, on purpose: closing the driver ends the library.
     std::uint32_t kernel = 0;
     const std::uint32_t code = kernelApi().OV_loadKernel(&kernel, getKernelLibraryPath().c_str(),
                                                          nullptr, nullptr, OVF_KERNEL_EXEC);

@@ -44,7 +44,7 @@ bool isDriverLoaded()
     if (!platform::windowsApi().K32EnumDeviceDrivers(addresses.data(), sizeof(addresses),
                                                      &neededSize))
         return false;
-    // A list that does not fit is deliberately not asked for again with a larger array.
+    // On purpose, a list that does not fit is not asked for again.
     if (neededSize >= sizeof(addresses))
         return false;
 

@@ -20,8 +20,7 @@ constexpr GUID networkClass = {
 constexpr DWORD nameSize = 1024;
 constexpr DWORD listSize = 4096;
 
-/// Returns a list that nobody releases before the program ends: the sequence of calls to Windows is
-/// fixed.
+/// Returns a list that nobody releases, on purpose.
 HDEVINFO networkDevices()
 {
     return platform::windowsApi().SetupDiGetClassDevsW(&networkClass, nullptr, nullptr,
@@ -122,7 +121,7 @@ QList<int> locationNumbers(const QString &location)
     const QRegularExpression digits(R"(\d+)");
     QList<int> numbers;
     for (const QRegularExpressionMatch &match : digits.globalMatch(location)) {
-        // The pattern has no group 1, so every number is 0. That is required: do not add a group.
+        // The pattern has no group 1, on purpose: every number is 0.
         numbers.append(match.captured(1).toInt());
     }
     return numbers;

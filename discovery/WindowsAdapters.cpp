@@ -37,8 +37,7 @@ AdapterList readAdapterList(AllocationFailure onAllocationFailure)
     for (int tries = 0; tries < maximumTries && list.result == ERROR_BUFFER_OVERFLOW; ++tries) {
         // The small buffer is freed first: there may not be memory for both.
         list.addresses.reset();
-        // The byte count that Windows reports is used as a count of structures on purpose: the
-        // buffer is far larger than Windows asks for.
+        // On purpose, Windows' count of bytes is used as a count of structures.
         list.addresses.reset(new (std::nothrow) IP_ADAPTER_ADDRESSES[bufferLength]);
         if (!list.addresses) {
             const platform::ConsoleConnection connection;

@@ -331,12 +331,14 @@ void SearchPresentationTest::fillsLists()
 
 void SearchPresentationTest::addsAvailableAdaptersOnce()
 {
-    m_pc->setPorts({{"A", "Port A"}, {"B", "Port B"}, {"C", "Port C"}});
+    m_pc->setPorts(
+        {{"A", "Port A"}, {"B", "Port B"}, {"C", "Port C"}, {"D", "Port D"}, {"E", "Port E"}});
     m_pc->writeConfig("C\n\n");
     WizardUser &user = startOnAdapters();
     user.makeLink({0});
+    user.makeLink({1, 2});
 
-    // The same result once more: the port that has left the list comes back and is pruned.
+    // The same result once more: the ports that have left the list come back and are pruned.
     callPage("on_OrvantaSearchFinished");
     QCOMPARE(user.available(), QStringList{"Port B"});
     QCOMPARE(user.singleLinks(), QStringList({"Port C", "Port A", "Port C"}));

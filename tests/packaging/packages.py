@@ -8,7 +8,8 @@ BUILD = pathlib.Path(os.environ["ORVANTA_BUILD"])
 QT = pathlib.Path(os.environ["ORVANTA_QT_WINDOWS"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
-NAME = "OrvantaConfigurator-3.2.0-win64"
+VERSION = os.environ["ORVANTA_VERSION"]
+NAME = f"OrvantaConfigurator-{VERSION}-win64"
 ZIP = BUILD / "packages" / f"{NAME}.zip"
 INSTALLER = BUILD / "packages" / f"{NAME}.exe"
 PROGRAM = "OrvantaConfigurator.exe"

@@ -130,7 +130,7 @@ class Installer(unittest.TestCase):
         values = self.pc.uninstall_values()
         folder = r"C:\Program Files\Orvanta Configurator"
         self.assertEqual(values["DisplayName"], "Orvanta Configurator")
-        self.assertEqual(values["DisplayVersion"], "3.2.0")
+        self.assertEqual(values["DisplayVersion"], packages.VERSION)
         self.assertEqual(values["InstallLocation"], folder)
         self.assertEqual(values["DisplayIcon"], rf"{folder}\OrvantaConfigurator.exe")
         self.assertEqual(values["QuietUninstallString"], rf'"{folder}\uninstall.exe" /S')
@@ -169,7 +169,7 @@ class Installer(unittest.TestCase):
         files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
         self.assertEqual(self.pc.files("Configurator"), files)
         self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
-        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], "3.2.0")
+        self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], packages.VERSION)
         self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
 
         self.uninstall("Configurator")
@@ -225,7 +225,7 @@ class InstallerFile(unittest.TestCase):
         _, texts = portable_executable.version_texts(self.image)
         self.assertEqual(texts["ProductName"], "Orvanta Configurator")
         self.assertEqual(texts["FileDescription"], "Orvanta Configurator Installer")
-        self.assertEqual(texts["FileVersion"], "3.2.0")
+        self.assertEqual(texts["FileVersion"], packages.VERSION)
 
     def test_icon_is_the_program_s(self):
         icon = (packages.SOURCE / "resources" / "OrvantaConfigurator.ico").read_bytes()

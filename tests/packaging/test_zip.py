@@ -36,7 +36,7 @@ class Contents(unittest.TestCase):
 
     def test_notepad_shows_the_lines_of_the_first_file_to_read(self):
         text = self.files["README.txt"].decode("ascii")
-        self.assertTrue(text.startswith("Orvanta Configurator 3.2.0\r\n"))
+        self.assertTrue(text.startswith(f"Orvanta Configurator {packages.VERSION}\r\n"))
         self.assertEqual(text.count("\n"), text.count("\r\n"))
 
     def test_no_folder_of_this_machine_is_named(self):
@@ -88,7 +88,7 @@ class Program(unittest.TestCase):
             texts,
             {
                 "FileDescription": "Orvanta Configurator",
-                "FileVersion": "3,2,0",
+                "FileVersion": packages.VERSION.replace(".", ","),
                 "OriginalFilename": "OrvantaConfigurator.exe",
                 "ProductName": "Orvanta Configurator",
                 "ProductVersion": "Git Commit Hash: ",
@@ -160,7 +160,7 @@ class Components(unittest.TestCase):
     files = packages.read_zip()
     list = json.loads(files["licenses/components.spdx.json"])
     qt_versions = (packages.QT / "licenses" / "versions.txt").read_text().splitlines()
-    versions = {"OrvantaConfigurator": "3.2.0", **dict(line.split() for line in qt_versions)}
+    versions = {"OrvantaConfigurator": packages.VERSION, **dict(line.split() for line in qt_versions)}
 
     def test_versions_are_those_of_the_build(self):
         listed = {component["name"]: component["versionInfo"] for component in self.list["packages"]}
