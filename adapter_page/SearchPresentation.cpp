@@ -35,7 +35,7 @@ void showSearchError(const QString &errorMessage)
     QMessageBox box;
     box.setWindowIcon(box.style()->standardIcon(QStyle::SP_MessageBoxCritical));
     box.setWindowTitle("Orvanta Search Error");
-    // The kernel's texts are no markup.
+    // The kernel's texts are not markup.
     box.setTextFormat(Qt::PlainText);
     box.setText(errorMessage);
     box.exec();
@@ -126,7 +126,7 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
 
 void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &results)
 {
-    // Compared with what stood there before: two ports of one result may bear the same text.
+    // Compared with the rows from before: two ports of one result may have the same text.
     const QStringList listed = textsOf(m_availableModel);
     for (const AdapterEntry &adapter : results.availableAdapters) {
         if (!listed.contains(adapter.name))
