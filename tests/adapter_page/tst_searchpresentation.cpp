@@ -73,8 +73,8 @@ private slots:
     void reportsDriverFileThatCannotBeQueried();
 
 private:
-    QString errorText() const { return m_run->user.find<QLabel>("errorText").text(); }
-    bool areListsVisible() const { return m_run->user.find<QWidget>("contents").isVisible(); }
+    QString errorText() const { return m_run->user.find<QLabel>(errorLabel).text(); }
+    bool areListsVisible() const { return m_run->user.find<QWidget>(pageContents).isVisible(); }
 };
 
 void SearchPresentationTest::tellsWhatIsMissing_data()
@@ -133,8 +133,8 @@ void SearchPresentationTest::fillsPageWithErrorLabel()
     pc().adapters.clear();
     WizardUser &user = startOnAdapters();
 
-    const auto &label = user.find<QLabel>("errorText");
-    QVERIFY(!user.find<QWidget>("contents").sizePolicy().retainSizeWhenHidden());
+    const auto &label = user.find<QLabel>(errorLabel);
+    QVERIFY(!user.find<QWidget>(pageContents).sizePolicy().retainSizeWhenHidden());
     auto &layout = user.find<QLayout>("all_layout");
     QTRY_COMPARE(label.geometry().topLeft(), layout.contentsRect().topLeft());
     QCOMPARE(label.width(), layout.contentsRect().width());
@@ -228,7 +228,7 @@ void SearchPresentationTest::startsOneSearchAtATime()
     QVERIFY(!user.isSearching());
     user.press(QWizard::NextButton);
     QTRY_COMPARE(kernel.calls(), 1);
-    for (const char *widget : {"loading_frame", "loadingIcon_lbl", "loadingInfotext_lbl"})
+    for (const char *widget : {loadingFrame, loadingIcon, loadingText})
         QVERIFY(user.find<QWidget>(widget).isVisible());
 
     for (const char *list : {availableList, singleList, dualList})
@@ -241,7 +241,7 @@ void SearchPresentationTest::startsOneSearchAtATime()
     user.waitForSearch();
     QThreadPool::globalInstance()->waitForDone();
     QCOMPARE(kernel.calls(), 1);
-    QVERIFY(!user.find<QWidget>("loading_frame").isVisible());
+    QVERIFY(!user.find<QWidget>(loadingFrame).isVisible());
     QCOMPARE(user.available(), QStringList{"Port B"});
     QCOMPARE(user.singleLinks(), QStringList{"Port A"});
 

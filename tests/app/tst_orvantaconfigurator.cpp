@@ -25,8 +25,8 @@ using Links = QList<QList<int>>;
 void makeLinks(WizardUser &user, const Links &links)
 {
     for (const QList<int> &rows : links) {
-        user.click("availableAdaptersList", rows);
-        user.press(rows.size() == 1 ? "createSingleLink" : "createDualLink");
+        user.click(availableList, rows);
+        user.press(rows.size() == 1 ? createSingleLink : createDualLink);
     }
 }
 

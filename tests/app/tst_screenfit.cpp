@@ -121,22 +121,22 @@ void ScreenFitTest::showsEveryButton()
     run.user.waitForSearch();
 
     using WaysBack = std::pair<const char *, const char *>;
-    for (const auto &[single, dual] : {WaysBack("removeSingleLink", "clearDualLink"),
-                                       WaysBack("clearSingleLink", "removeDualLink")}) {
-        run.user.click("availableAdaptersList", 5);
-        press("createSingleLink");
-        run.user.click("availableAdaptersList", {0, 1});
-        press("createDualLink");
-        for (const char *name : {"availableAdaptersList", "singleLinkList", "dualLinkList"}) {
+    for (const auto &[single, dual] :
+         {WaysBack(removeSingleLink, clearDualLink), WaysBack(clearSingleLink, removeDualLink)}) {
+        run.user.click(availableList, 5);
+        press(createSingleLink);
+        run.user.click(availableList, {0, 1});
+        press(createDualLink);
+        for (const char *name : {availableList, singleList, dualList}) {
             const auto &list = run.user.find<QListView>(name);
             const int row = list.sizeHintForRow(0);
             const int rowAndScrollBar = row + list.horizontalScrollBar()->sizeHint().height();
             QVERIFY(list.viewport()->height() >= row);
             QVERIFY(list.minimumHeight() == 0 || list.minimumHeight() >= rowAndScrollBar);
         }
-        run.user.click("singleLinkList", 0);
+        run.user.click(singleList, 0);
         press(single);
-        run.user.click("dualLinkList", 0);
+        run.user.click(dualList, 0);
         press(dual);
         QCOMPARE(run.user.available().size(), 6);
     }

@@ -117,7 +117,7 @@ void RenderingTest::cutsNoErrorOff()
     QApplication::setPalette(paletteNamed("light"));
     m_pc->removeDriver();
     pc().adapters.clear();
-    QVERIFY(startOnAdapters().find<QLabel>("errorText").isVisible());
+    QVERIFY(startOnAdapters().find<QLabel>(errorLabel).isVisible());
     check("light-error");
 }
 

@@ -316,9 +316,9 @@ Outcome play(const Fault &fault, Driver driver, int callsWithoutFault)
 
     running.user.openAdapters();
     Outcome outcome;
-    outcome.available = rowsOf(running.user, "availableAdaptersList");
-    outcome.singleLinks = rowsOf(running.user, "singleLinkList");
-    outcome.dualLinks = rowsOf(running.user, "dualLinkList");
+    outcome.available = rowsOf(running.user, availableList);
+    outcome.singleLinks = rowsOf(running.user, singleList);
+    outcome.dualLinks = rowsOf(running.user, dualList);
     QStringList messages;
     for (const AnsweredMessageBox &box : running.boxes.answered())
         messages.append(box.title + ": " + box.text);

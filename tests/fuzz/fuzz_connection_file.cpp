@@ -7,6 +7,7 @@
 #include "discovery/OrvantaSearchResults.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/fuzz/Property.h"
+#include "tests/support/AdapterPageNames.h"
 #include "tests/support/TemporaryPc.h"
 
 #include <QApplication>
@@ -55,8 +56,8 @@ void useWizard(OrvantaConfigurator &wizard)
     wizard.restart();
     wizard.show();
     wizard.next();
-    const auto *loadingFrame = wizard.findChild<QWidget *>("loading_frame");
-    while (!loadingFrame->isHidden())
+    const auto *frame = wizard.findChild<QWidget *>(loadingFrame);
+    while (!frame->isHidden())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     wizard.next();
     wizard.accept();

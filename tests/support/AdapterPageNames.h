@@ -2,7 +2,13 @@
 
 #include <Qt>
 
-// The adapter selection page's lists, buttons and roles, as the tests know them.
+// The adapter selection page's objects and roles, as the tests and benchmarks know them.
+
+inline constexpr auto pageContents = "contents";
+inline constexpr auto loadingFrame = "loading_frame";
+inline constexpr auto loadingIcon = "loadingIcon_lbl";
+inline constexpr auto loadingText = "loadingInfotext_lbl";
+inline constexpr auto errorLabel = "errorText";
 
 inline constexpr auto availableList = "availableAdaptersList";
 inline constexpr auto singleList = "singleLinkList";

@@ -112,7 +112,7 @@ void WizardUser::makeLink(const QList<int> &rows)
 
 bool WizardUser::isSearching() const
 {
-    return !find<QWidget>("loading_frame").isHidden();
+    return !find<QWidget>(loadingFrame).isHidden();
 }
 
 void WizardUser::waitForSearch()
