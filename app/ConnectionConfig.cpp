@@ -22,9 +22,7 @@ std::vector<std::string> readConfigLines()
     // empty line.
     while (!file.fail()) {
         std::string line;
-        std::getline(file, line);
-        if (!file.eof())
-            platform::endTextLine(line);
+        platform::readTextLine(file, line);
         lines.push_back(line);
     }
     return lines;

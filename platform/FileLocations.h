@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <functional>
+#include <istream>
 #include <string>
 
 namespace platform
@@ -26,13 +27,19 @@ inline FileLocations &fileLocations()
     return locations;
 }
 
-/// Ends a line of a file that was read in text mode as Windows does: without the carriage return
-/// before its line feed. On Windows itself the line has lost it by then.
-inline void endTextLine([[maybe_unused]] std::string &line)
+/// Reads a line of a file that is open in text mode, as Windows does: a carriage return before the
+/// line feed goes, and 0x1A ends the text. On Windows itself the file does so by its mode.
+inline void readTextLine(std::istream &file, std::string &line)
 {
+    std::getline(file, line);
 #ifndef _WIN32
-    if (line.ends_with('\r'))
+    if (!file.eof() && line.ends_with('\r'))
         line.pop_back();
+    if (const std::size_t end = line.find('\x1A'); end != std::string::npos) {
+        line.resize(end);
+        // As at the end of a file: a line with characters in it is still a line.
+        file.setstate(end == 0 ? std::ios::eofbit | std::ios::failbit : std::ios::eofbit);
+    }
 #endif
 }
 

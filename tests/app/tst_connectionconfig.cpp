@@ -52,6 +52,9 @@ void ConnectionConfigTest::readsTheLines_data()
     row("two carriage returns", "A\r\r\n", {"A\r", ""});
     row("carriage return within a line", "A\rB\n", {"A\rB", ""});
     row("carriage return at the end of the file", "A\r", {"A\r", ""});
+    row("end of text within a line", "A\x1A;B\nC\n", {"A", ""});
+    row("end of text instead of a line", "A\n\x1A\nB\n", {"A", ""});
+    row("end of text behind a carriage return", "A\r\x1A\n", {"A\r", ""});
 }
 
 void ConnectionConfigTest::readsTheLines()

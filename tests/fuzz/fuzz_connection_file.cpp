@@ -63,6 +63,12 @@ void useWizard(OrvantaConfigurator &wizard)
     wizard.accept();
 }
 
+/// Returns the part of a file that is its text, which 0x1A ends.
+QByteArray textOf(const QByteArray &content)
+{
+    return content.split('\x1A').first();
+}
+
 /// Behind the last line there is an empty one, whether or not that line has an end.
 void requireWholeLines(QByteArray content)
 {
@@ -187,9 +193,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const SimulatedMachine machine(program.pc.pc());
 
     const Connections connections = readConnectionConfig();
-    requireWholeLines(content);
+    requireWholeLines(textOf(content));
     requireSemicolonRules(connections);
-    requirePortsOfFile(connections, content);
+    requirePortsOfFile(connections, textOf(content));
 
     OrvantaSearchResults results;
     OrvantaConfig::searchAdapters(results);
