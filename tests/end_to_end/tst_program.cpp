@@ -24,6 +24,7 @@ private slots:
 
     void endsWithStatus0_data();
     void endsWithStatus0();
+    void endsWithTheStatusOfTheEventLoop();
     void waitsForTheKernelCall_data();
     void waitsForTheKernelCall();
     void fitsOnALowScreen();
@@ -108,6 +109,13 @@ void ProgramTest::endsWithStatus0()
     // Belongs to the platform plugin that needs no display.
     errors.replace("This plugin does not support propagateSizeHints()\n", "");
     QCOMPARE(errors, QByteArray());
+}
+
+void ProgramTest::endsWithTheStatusOfTheEventLoop()
+{
+    start("two-cards-empty", "exit");
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_process->exitCode(), 3);
 }
 
 void ProgramTest::waitsForTheKernelCall_data()
