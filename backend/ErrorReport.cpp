@@ -52,6 +52,7 @@ void printLine(const char *text, bool lineBreak)
 {
     const platform::ConsoleConnection connection;
     std::printf("%s%s", orEmpty(text), lineBreak ? "\n" : "");
+    std::fflush(stdout);
 }
 
 } // namespace DPL

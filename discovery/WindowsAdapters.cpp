@@ -1,12 +1,11 @@
 #include "discovery/WindowsAdapters.h"
 
+#include "backend/ErrorReport.h"
 #include "discovery/AdapterInfo.h"
 #include "discovery/EntryText.h"
 #include "discovery/PciLocation.h"
-#include "platform/Console.h"
 #include "platform/WindowsApi.h"
 
-#include <cstdio>
 #include <memory>
 #include <new>
 
@@ -40,8 +39,7 @@ AdapterList readAdapterList(AllocationFailure onAllocationFailure)
         // On purpose, Windows' count of bytes is used as a count of structures.
         list.addresses.reset(new (std::nothrow) IP_ADAPTER_ADDRESSES[bufferLength]);
         if (!list.addresses) {
-            const platform::ConsoleConnection connection;
-            std::printf("Memory allocation failed for IP_ADAPTER_ADDRESSES struct\n");
+            DPL::printLine("Memory allocation failed for IP_ADAPTER_ADDRESSES struct", true);
             list.allocationFailed = true;
             if (onAllocationFailure == AllocationFailure::EndsReading)
                 return list;

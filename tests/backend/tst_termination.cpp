@@ -133,6 +133,7 @@ void TerminationTest::closesWithoutMemory()
             std::puts("memory was needed");
         }
         setMemoryExhausted(false);
+        std::fflush(stdout);
     });
 
     QCOMPARE(printed, closeWithoutMemory);

@@ -27,7 +27,6 @@ StandardOutput::~StandardOutput()
 
 QByteArray StandardOutput::text()
 {
-    std::fflush(stdout);
     QFile file(m_file.fileName());
     if (!file.open(QIODevice::ReadOnly))
         qFatal("Expected %s to be readable", qPrintable(m_file.fileName()));

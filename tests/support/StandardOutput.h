@@ -12,7 +12,8 @@ public:
     StandardOutput(const StandardOutput &) = delete;
     StandardOutput &operator=(const StandardOutput &) = delete;
 
-    /// Returns what has been printed so far, with line feeds as line ends.
+    /// Returns what has left the process so far, with line feeds as line ends: what was printed
+    /// without being flushed is missing.
     QByteArray text();
 
 private:
