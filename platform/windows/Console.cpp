@@ -3,13 +3,10 @@
 #include "platform/WindowsTypes.h"
 #include "platform/windows/Start.h"
 
-#include <QByteArray>
-#include <QtGlobal>
+#include <QString>
 
 #include <cstdio>
 #include <mutex>
-
-#include <io.h>
 
 namespace platform
 {
@@ -21,8 +18,9 @@ namespace
 struct StandardStream {
     std::FILE *file;
     DWORD number;
-    bool isRedirected = false;
-    /// The handle that Windows has put there when it attached the program.
+    /// The handle that the program was started with. Null: the C library found the stream closed.
+    HANDLE ownHandle = nullptr;
+    /// The handle that stands there once Windows has attached the program.
     HANDLE attachedHandle = nullptr;
 };
 
@@ -34,23 +32,6 @@ int connections = 0;
 QtMessageHandler printDirectly = nullptr;
 // Never destroyed: where the terminate handler ends the process, a search may still print.
 std::recursive_mutex &mutex = *new std::recursive_mutex;
-
-HANDLE handleOf(std::FILE *file)
-{
-    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
-}
-
-bool isOpen(HANDLE handle)
-{
-    return GetFileType(handle) != FILE_TYPE_UNKNOWN;
-}
-
-/// Only a program that is attached to a console can tell that a handle is the console's.
-bool isConsole(HANDLE handle)
-{
-    DWORD mode = 0;
-    return GetConsoleMode(handle, &mode);
-}
 
 /// Ctrl+C and Ctrl+Break are meant for others. When the console is closed, Windows ends the program
 /// once this has returned, or some seconds later: those are left to the kernel session.
@@ -70,16 +51,10 @@ void attach()
     // Windows forgets it at each change of the console.
     SetConsoleCtrlHandler(handleControlEvent, TRUE);
     for (StandardStream &stream : streams) {
-        if (stream.isRedirected && isConsole(handleOf(stream.file))) {
-            stream.isRedirected = false;
-            // It is closed with the file that is opened in its place.
-            SetStdHandle(stream.number, nullptr);
-        }
         stream.attachedHandle = GetStdHandle(stream.number);
-        // Readable, too: the text attributes are saved before they are changed.
-        if (!stream.isRedirected)
-            std::freopen("CONOUT$", "w+", stream.file);
-        SetStdHandle(stream.number, handleOf(stream.file));
+        if (!stream.ownHandle)
+            std::freopen("CONOUT$", "w", stream.file);
+        SetStdHandle(stream.number, stream.ownHandle ? stream.ownHandle : stream.attachedHandle);
     }
 }
 
@@ -88,33 +63,38 @@ void detach()
     if (!consoleExists)
         return;
     for (const StandardStream &stream : streams) {
-        if (!stream.isRedirected)
+        if (!stream.ownHandle)
             std::freopen("NUL", "w", stream.file);
-        // Windows closes what it finds there.
         SetStdHandle(stream.number, stream.attachedHandle);
     }
+    // It closes the handles that Windows opened, and leaves them there.
     FreeConsole();
+    SetStdHandle(STD_INPUT_HANDLE, nullptr);
+    for (const StandardStream &stream : streams)
+        SetStdHandle(stream.number, stream.ownHandle);
 }
 
 void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     const ConsoleConnection connection;
     printDirectly(type, context, message);
+    // A debugger reads it, too: the console may be hidden, or gone.
+    OutputDebugStringW((qFormatLogMessage(type, context, message) + '\n').toStdWString().c_str());
 }
 
 } // namespace
 
 void connectStandardStreams()
 {
-    for (StandardStream &stream : streams)
-        stream.isRedirected = isOpen(GetStdHandle(stream.number));
     // Windows attaches no windowed program, but Wine does.
     FreeConsole();
+    for (StandardStream &stream : streams) {
+        const HANDLE handle = GetStdHandle(stream.number);
+        stream.ownHandle = GetFileType(handle) == FILE_TYPE_UNKNOWN ? nullptr : handle;
+        SetStdHandle(stream.number, stream.ownHandle);
+    }
+    qputenv("QT_FORCE_STDERR_LOGGING", "1");
     printDirectly = qInstallMessageHandler(printMessage);
-
-    const ConsoleConnection connection;
-    if (isOpen(GetStdHandle(STD_ERROR_HANDLE)))
-        qputenv("QT_FORCE_STDERR_LOGGING", "1");
 }
 
 ConsoleConnection::ConsoleConnection()

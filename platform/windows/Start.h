@@ -10,7 +10,7 @@ namespace platform
 void bindKernelLibrary();
 
 /// Has what is printed reach the console that the program was started from, and debug output a
-/// debugger where nobody else reads it.
+/// debugger, too.
 void connectStandardStreams();
 
 } // namespace platform

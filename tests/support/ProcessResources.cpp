@@ -26,6 +26,7 @@ int threadsOfQt()
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace
@@ -88,11 +89,21 @@ qint64 residentMemory()
     return static_cast<qint64>(memory.WorkingSetSize);
 }
 
+qint64 closedStandardHandleCount()
+{
+    const DWORD numbers[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
+    return std::count_if(std::begin(numbers), std::end(numbers), [](DWORD number) {
+        const HANDLE handle = GetStdHandle(number);
+        return handle && GetFileType(handle) == FILE_TYPE_UNKNOWN;
+    });
+}
+
 } // namespace
 
 ProcessResources ProcessResources::now()
 {
-    return {residentMemory(), handleCount(), threadCount(), gdiObjectCount()};
+    return {residentMemory(), handleCount(), threadCount(), gdiObjectCount(),
+            closedStandardHandleCount()};
 }
 
 #else
@@ -123,7 +134,7 @@ qint64 residentMemory()
 
 ProcessResources ProcessResources::now()
 {
-    return {residentMemory(), entryCount("/proc/self/fd"), entryCount("/proc/self/task"), 0};
+    return {residentMemory(), entryCount("/proc/self/fd"), entryCount("/proc/self/task"), 0, 0};
 }
 
 #endif

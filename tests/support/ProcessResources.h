@@ -11,6 +11,8 @@ struct ProcessResources {
     qint64 threads = 0;
     /// Brushes, fonts, bitmaps and the like of Windows. Elsewhere there are none.
     qint64 gdiObjects = 0;
+    /// Standard handles of Windows that lead nowhere any more.
+    qint64 closedStandardHandles = 0;
 
     /// Returns what the current process holds now.
     static ProcessResources now();

@@ -1,7 +1,8 @@
 // Starts a program as the desktop does, without a console, and ends with the program's exit status.
-// The program's debug output goes to a file.
+// The program's debug output goes to a file. Asked for a console, it has a hidden one when the
+// program starts, which is gone after the first debug output.
 //
-// usage: debugger FILE PROGRAM
+// usage: debugger FILE PROGRAM [console]
 
 #include <cstdio>
 #include <string>
@@ -22,8 +23,12 @@ std::string debugOutput(HANDLE program, const OUTPUT_DEBUG_STRING_INFO &info)
 
 int main(int argc, char *argv[])
 {
-    if (argc != 3)
+    if (argc != 3 && argc != 4)
         return 2;
+    if (argc == 4) {
+        AllocConsole();
+        ShowWindow(GetConsoleWindow(), SW_HIDE);
+    }
 
     STARTUPINFOA startup{};
     startup.cb = sizeof(startup);
@@ -37,8 +42,10 @@ int main(int argc, char *argv[])
     DEBUG_EVENT event{};
     while (file && WaitForDebugEvent(&event, INFINITE) &&
            event.dwDebugEventCode != EXIT_PROCESS_DEBUG_EVENT) {
-        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT)
+        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
             std::fputs(debugOutput(program.hProcess, event.u.DebugString).c_str(), file);
+            FreeConsole();
+        }
         const bool isBreakpoint =
             event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
             event.u.Exception.ExceptionRecord.ExceptionCode == EXCEPTION_BREAKPOINT;

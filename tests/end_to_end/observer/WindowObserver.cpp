@@ -96,6 +96,7 @@ QJsonObject resources()
         {"handles", now.handles},
         {"threads", now.threads},
         {"GDI objects", now.gdiObjects},
+        {"closed standard handles", now.closedStandardHandles},
     };
 }
 
