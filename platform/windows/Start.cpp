@@ -24,11 +24,15 @@ void fillTables()
     };
 }
 
-/// MinGW's runtime frees a thread's variables before it runs their destructors. One of them belongs
-/// to the compiler for regular expressions: with it, the end of a search leaves a lock behind on
-/// which the end of the program waits for good.
-void interpretRegularExpressions()
+/// Sets the variables that Qt reads.
+void prepareQt()
 {
+    // Plugins of other software, built for its own Qt, would keep the program from starting.
+    qunsetenv("QT_PLUGIN_PATH");
+    qunsetenv("QT_QPA_PLATFORM_PLUGIN_PATH");
+    // MinGW's runtime frees a thread's variables before it runs their destructors. One of them
+    // belongs to the compiler for regular expressions: with it, the end of a search leaves a lock
+    // behind on which the end of the program waits for good.
     qputenv("QT_ENABLE_REGEXP_JIT", "0");
 }
 
@@ -36,7 +40,7 @@ void interpretRegularExpressions()
 
 bool start()
 {
-    interpretRegularExpressions();
+    prepareQt();
     fillTables();
     connectStandardStreams();
     return true;

@@ -5,6 +5,7 @@ An observer that Qt loads as a plugin tells what is on the screen; it takes no p
 
 import json
 import os
+import shutil
 import subprocess
 
 from waiting import PATIENCE_SECONDS, wait_for
@@ -34,14 +35,19 @@ def around(places, margin=0):
     return left, top, right - left, bottom - top
 
 
-def observer_variables(build_folder, observed_file, name=str):
-    """Returns the environment variables that load the observer into a program; `name` returns the
-    name that a path has for the program."""
-    return {
-        "ORVANTA_WINDOW_FILE": name(observed_file),
-        "QT_PLUGIN_PATH": name(build_folder / "tests" / "end_to_end" / "plugins"),
-        "QT_QPA_GENERIC_PLUGINS": "WindowObserver",
-    }
+def observer_plugins(build_folder):
+    return build_folder / "tests" / "end_to_end" / "plugins"
+
+
+def add_observer(build_folder, program_folder):
+    """Puts the observer among a Windows program's plugins."""
+    shutil.copytree(observer_plugins(build_folder), program_folder, dirs_exist_ok=True)
+
+
+def observer_variables(observed_file):
+    """Returns the environment variables that start the observer; the file has the name by which the
+    program finds it."""
+    return {"ORVANTA_WINDOW_FILE": observed_file, "QT_QPA_GENERIC_PLUGINS": "WindowObserver"}
 
 
 class Wizard:
@@ -80,7 +86,7 @@ class Wizard:
 
     def resources(self):
         """Returns what the program held when its windows changed last: its memory in bytes, and how
-        many handles, threads and GDI objects."""
+        many handles, threads, GDI objects and closed standard handles."""
         return self.observed("resources")
 
     def window(self, class_name):
@@ -306,9 +312,13 @@ def on_desktop(build_folder, pc_folder, folder, picture_prefix):
     """Starts the program of a build on this machine's display; `folder` is for what the observer
     writes."""
     observed_file = folder / "windows.json"
-    variables = observer_variables(build_folder, observed_file)
     process = subprocess.Popen(
         [build_folder / "app" / "OrvantaConfigurator"],
-        env={**os.environ, "ORVANTA_SIMULATED_PC": str(pc_folder), **variables},
+        env={
+            **os.environ,
+            "ORVANTA_SIMULATED_PC": pc_folder,
+            "QT_PLUGIN_PATH": observer_plugins(build_folder),
+            **observer_variables(observed_file),
+        },
     )
     return Wizard(process, observed_file, os.environ["DISPLAY"], picture_prefix)

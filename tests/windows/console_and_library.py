@@ -162,6 +162,24 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         ).wait()
         self.assertTrue(mark.exists())
 
+    def test_a_plugin_of_other_software_is_left_alone(self):
+        self.prepare("two-cards-empty")
+        plugin = self.folder / "other" / "platforms" / "qwindows.dll"
+        plugin.parent.mkdir(parents=True)
+        own = (self.program_folder / "platforms" / plugin.name).read_bytes()
+        plugin.write_bytes(own.replace(b"Qt6Gui.dll", b"Qt0Gui.dll"))
+        folders = {
+            "QT_PLUGIN_PATH": windows_path(plugin.parents[1]),
+            "QT_QPA_PLATFORM_PLUGIN_PATH": windows_path(plugin.parent),
+        }
+        wizard = self.start(variables={**folders, "QT_DEBUG_PLUGINS": "1"})
+        wizard.wait_for_page(0)
+        self.assertEqual(wizard.cancel(), 0)
+        # Qt tells in which folders it has looked.
+        looked_for = self.messages_file.read_text()
+        self.assertIn("Orvanta Configurator/platforms", looked_for)
+        self.assertNotIn("other", looked_for)
+
     def test_a_missing_library_is_looked_for_again(self):
         self.prepare("two-cards-empty", kernel_library=False)
         other, maker = self.folder / "other", self.folder / "maker"

@@ -18,7 +18,8 @@ sys.path += [str(SOURCE / "simulator" / "wine"), str(SOURCE / "tests" / "support
 from virtual_display import virtual_display  # noqa: E402
 from waiting import wait_for  # noqa: E402
 from wine_pc import WinePc, can_have_own_network, windows_path  # noqa: E402
-from wizard import AVAILABLE, DUAL_LINKS, SINGLE_LINKS, Wizard, observer_variables  # noqa: E402
+from wizard import AVAILABLE, DUAL_LINKS, SINGLE_LINKS, Wizard  # noqa: E402
+from wizard import add_observer, observer_variables  # noqa: E402
 
 READY_PCS = SOURCE / "pcs"
 CONFIG = pathlib.Path("C/Users/Public/Documents/Fennory/PMT2/orvanta_config.txt")
@@ -91,6 +92,7 @@ class EndToEnd(unittest.TestCase):
         self.pc = self.enterContext(WinePc(self.folder / "prefix", self.pc_folder, PREFIXES))
         self.pc.manage_windows()
         self.program_folder = self.pc.install(BUILD / "program", kernel_library)
+        add_observer(BUILD, self.program_folder)
 
     def start(self, command=None, variables=None, **options):
         """Starts the program, or a command that starts it, with its output in a file."""
@@ -104,7 +106,7 @@ class EndToEnd(unittest.TestCase):
                 variables={
                     "DISPLAY": self.display,
                     "ORVANTA_KERNEL_LOG": windows_path(self.folder / "kernel.log"),
-                    **observer_variables(BUILD, observed_file, windows_path),
+                    **observer_variables(windows_path(observed_file)),
                     **(variables or {}),
                 },
                 cwd=self.folder,

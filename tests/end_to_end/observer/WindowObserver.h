@@ -26,7 +26,7 @@ private:
     QTimer m_timer;
 };
 
-/// Has an observer loaded into a program as it is, through QT_PLUGIN_PATH and
+/// Has an observer loaded into a program as it is, which finds it among its plugins, by
 /// QT_QPA_GENERIC_PLUGINS=WindowObserver.
 class WindowObserverPlugin : public QGenericPlugin
 {
