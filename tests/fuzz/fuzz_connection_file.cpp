@@ -69,7 +69,7 @@ QByteArray textOf(const QByteArray &content)
     return content.split('\x1A').first();
 }
 
-/// Behind the last line there is an empty one, whether or not that line has an end.
+/// After the last line there is an empty one, whether or not that line has an end.
 void requireWholeLines(QByteArray content)
 {
     content.replace("\r\n", "\n");
