@@ -124,12 +124,12 @@ class Wizard:
         return next((each for each in buttons if each["text"].replace("&", "") == text), None)
 
     def parts_off_screen(self, screen):
-        """Returns the title of the wizard and the texts of its visible buttons, where they do not lie
-        on a screen of a size as in "1280x720", or in part only."""
+        """Returns what does not lie, or lies only in part, on a screen of a size as in "1280x720":
+        the wizard with its frame, by its class, and visible buttons, by their texts."""
         whole = 0, 0, *map(int, screen.split("x"))
         wizard = self.window(WIZARD)
         buttons = [widget for widget in wizard["widgets"] if widget["class"].endswith("Button")]
-        parts = [(wizard["title"], wizard["frame"]), *((each["text"], each["place"]) for each in buttons)]
+        parts = [(WIZARD, wizard["frame"]), *((each["text"], each["place"]) for each in buttons)]
         return [text for text, place in parts if around([whole, place]) != whole]
 
     def is_enabled(self, name):
