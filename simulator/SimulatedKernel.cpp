@@ -1,5 +1,7 @@
 #include "simulator/SimulatedKernel.h"
 
+#include "simulator/RequireAnswers.h"
+
 #include <algorithm>
 #include <chrono>
 #include <span>
@@ -19,6 +21,7 @@ constexpr std::uint32_t success = 0;
 constexpr std::uint32_t invalidParameter = 0x10060000;
 constexpr std::uint32_t notOpened = 0x100D0000;
 constexpr std::uint32_t notFound = 0x101F0000;
+constexpr unsigned char memoryPattern = 0xA5;
 
 void addText(QStringList &texts, const char *text)
 {
@@ -40,20 +43,12 @@ void addText(QStringList &texts, void *pointer)
     texts.append(pointer ? "pointer" : "null");
 }
 
-void addText(QStringList &texts, SystemInformation *information)
-{
-    addText(texts, information ? information->size : 0);
-}
-
-void addText(QStringList &texts, DeviceInfo *information)
-{
-    addText(texts, information ? information->size : 0);
-}
-
-/// What an operation writes to is not in the text.
+/// Of what an operation writes to, only a record's size is in the text.
 template <typename Output>
-void addText(QStringList & /*texts*/, Output * /*output*/)
+void addText(QStringList &texts, Output *output)
 {
+    if constexpr (requires { output->size; })
+        addText(texts, output ? output->size : 0);
 }
 
 /// Returns a call as it is noted.
@@ -79,7 +74,7 @@ template <typename Answer>
 auto SimulatedKernel::whenOpen(Answer answer)
 {
     return [this, answer](auto... arguments) {
-        return m_isDriverOpen ? answer(arguments...) : notOpened;
+        return m_openDrivers > 0 ? answer(arguments...) : notOpened;
     };
 }
 
@@ -88,12 +83,11 @@ void SimulatedKernel::addDriver(KernelApi &api)
     api.OV_openDriver.function = [this](const char *customerNr) {
         if (!customerNr)
             return invalidParameter;
-        m_isDriverOpen = true;
+        ++m_openDrivers;
         return success;
     };
     api.closeDriver.function = whenOpen([this] {
-        m_isDriverOpen = false;
-        m_loadedKernels.clear();
+        --m_openDrivers;
         return success;
     });
     api.errorName.function = [this](KernelCode, const char **text, std::uint32_t flags) {
@@ -127,7 +121,10 @@ void SimulatedKernel::addSharedMemory(KernelApi &api)
             if (!handle || size == 0 || flags != OVF_NO_FLAGS)
                 return invalidParameter;
             *handle = ++m_lastHandle;
-            m_sharedMemory[*handle].resize(size);
+            // Nobody promises zeros, except for the library's handle, which comes first.
+            std::vector<unsigned char> &block = m_sharedMemory[*handle];
+            block.resize(size, memoryPattern);
+            std::fill_n(block.begin(), std::min<std::size_t>(size, 4), 0);
             return success;
         });
     api.freeSharedMem.function = whenOpen([this](std::uint32_t handle, std::uint32_t flags) {
@@ -145,16 +142,12 @@ void SimulatedKernel::addKernelSideLibrary(KernelApi &api)
             if (!kernel || !path || *path == '\0' || flags != OVF_KERNEL_EXEC)
                 return invalidParameter;
             *kernel = ++m_lastHandle;
-            m_loadedKernels.insert(*kernel);
             return success;
         });
-    api.freeKernel.function = whenOpen([this](std::uint32_t kernel) {
-        return m_loadedKernels.remove(kernel) ? success : invalidParameter;
-    });
-    // The library that would create these objects does not run on a simulated PC, so every handle
-    // of one is unknown.
-    const auto refuse = whenOpen(
-        [](std::uint32_t /*handle*/, std::uint32_t /*flags*/) { return invalidParameter; });
+    // The library does not run on a simulated PC: it leaves no handle of its own, nor of an object,
+    // in the shared memory, and so every such handle is unknown.
+    const auto refuse = whenOpen([](auto... /*handleAndFlags*/) { return invalidParameter; });
+    api.freeKernel.function = refuse;
     api.releaseFirstObject.function = refuse;
     api.releaseSecondObject.function = refuse;
 }
@@ -210,6 +203,7 @@ KernelApi SimulatedKernel::operations()
     addSharedMemory(api);
     addKernelSideLibrary(api);
     addDevices(api);
+    requireAnswers(api);
 
     api.forEach([this](auto &operation) {
         operation.function = [this, ordinal = operation.ordinal,
@@ -243,7 +237,6 @@ QStringList SimulatedKernel::calls() const
 void SimulatedKernel::logTo(const QString &path)
 {
     const std::lock_guard lock(m_mutex);
-    m_log.close();
     if (path.isEmpty())
         return;
     m_log.setFileName(path);
@@ -254,7 +247,7 @@ void SimulatedKernel::logTo(const QString &path)
 int SimulatedKernel::openResources() const
 {
     const std::lock_guard lock(m_mutex);
-    return static_cast<int>(m_sharedMemory.size()) + (m_isDriverOpen ? 1 : 0);
+    return static_cast<int>(m_sharedMemory.size()) + m_openDrivers;
 }
 
 void SimulatedKernel::note(const QString &call)

@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QFile>
-#include <QSet>
 #include <QStringList>
 
 #include <map>
@@ -19,7 +18,8 @@ class SimulatedKernel
 public:
     explicit SimulatedKernel(const SimulatedKernelSettings &settings) : m_settings(settings) {}
 
-    /// Returns the operations; they must not be called after the kernel's end.
+    /// Returns the operations; they must not be called after the kernel's end. Throws
+    /// std::runtime_error when one of them has no answer.
     platform::KernelApi operations();
 
     /// Returns one line per call so far, in order: the operation's name and the arguments that it
@@ -45,12 +45,11 @@ public:
     /// `freeKernel(2)`, `releaseFirstObject(3, 0)` and `releaseSecondObject(4, 0)`.
     QStringList calls() const;
 
-    /// Has every further call appended to a file as well, a line each; to none when the path is
-    /// empty.
+    /// Has every further call appended to a file as well, a line each, unless the path is empty.
     void logTo(const QString &path);
 
-    /// Returns the handles of shared memory that are not freed and whether the driver is open: 0
-    /// when everything has been closed.
+    /// Returns how often shared memory has been created and the driver been opened without being
+    /// freed and closed: 0 when everything has been closed.
     int openResources() const;
 
 private:
@@ -71,8 +70,8 @@ private:
     mutable std::mutex m_mutex;
     QStringList m_calls;
     QFile m_log;
-    bool m_isDriverOpen = false;
+    /// How often the driver is open: nothing keeps a program from opening it once more.
+    int m_openDrivers = 0;
     std::uint32_t m_lastHandle = 0;
     std::map<std::uint32_t, std::vector<unsigned char>> m_sharedMemory;
-    QSet<std::uint32_t> m_loadedKernels;
 };

@@ -1,7 +1,5 @@
 #include "simulator/SimulatedMachine.h"
 
-#include <QString>
-
 namespace
 {
 

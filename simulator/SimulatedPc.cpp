@@ -1,7 +1,6 @@
 #include "simulator/SimulatedPc.h"
 
 #include "platform/KernelApi.h"
-#include "platform/WindowsApi.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -41,14 +40,12 @@ struct Json {
         return {file, QString("%1[%2]").arg(path).arg(index), value.toArray().at(index)};
     }
 
-    [[noreturn]] void refuse(const QString &expected) const
+    /// Tells the value, unless something else is given as found.
+    [[noreturn]] void refuse(const QString &expected, QString found = {}) const
     {
         const QByteArray list = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-        refuse(expected, QString::fromUtf8(list.mid(1, list.size() - 2)));
-    }
-
-    [[noreturn]] void refuse(const QString &expected, const QString &found) const
-    {
+        if (found.isEmpty())
+            found = QString::fromUtf8(list.mid(1, list.size() - 2));
         ::refuse(path.isEmpty() ? file : file + ": " + path, expected, found);
     }
 };
@@ -82,27 +79,24 @@ void readObject(const Json &json, const QList<Key> &keys, const QString &kind = 
 template <typename Number>
 void readNumber(const Json &json, Number &number, qint64 smallest, qint64 largest)
 {
-    const qint64 none = smallest - 1;
-    const qint64 value = json.value.toInteger(none);
+    const qint64 value = json.value.toInteger(smallest - 1);
     if (value < smallest || value > largest)
         json.refuse(QString("a whole number from %1 to %2").arg(smallest).arg(largest));
     number = static_cast<Number>(value);
 }
 
 /// Codes are written as numbers, or as texts where hexadecimal digits read better.
-void readCode(const Json &json, std::uint32_t &code, qint64 smallest)
+void readCode(const Json &json, std::uint32_t &code)
 {
     constexpr qint64 largest = std::numeric_limits<std::uint32_t>::max();
     if (!json.value.isString())
-        return readNumber(json, code, smallest, largest);
+        return readNumber(json, code, 1, largest);
 
     const QString text = json.value.toString();
     bool isNumber = false;
     const qint64 value = text.mid(2).toLongLong(&isNumber, 16);
-    if (!text.startsWith("0x") || !isNumber || value < smallest || value > largest)
-        json.refuse(QString(R"(a code from %1 to %2, or a text such as "0x10160000")")
-                        .arg(smallest)
-                        .arg(largest));
+    if (!text.startsWith("0x") || !isNumber || value < 1 || value > largest)
+        json.refuse(R"(a code from 1 to 4294967295, or a text such as "0x10160000")");
     code = static_cast<std::uint32_t>(value);
 }
 
@@ -124,12 +118,6 @@ void read(const Json &json, QString &text)
     if (!json.value.isString())
         json.refuse("a text");
     text = json.value.toString();
-}
-
-/// Results of Windows functions: 0 lets the call succeed.
-void read(const Json &json, std::uint32_t &result)
-{
-    readCode(json, result, 0);
 }
 
 template <typename Value>
@@ -184,22 +172,10 @@ void read(const Json &json, QMap<int, std::uint32_t> &failures)
     platform::KernelApi().forEach([&](const auto &operation) {
         const int ordinal = operation.ordinal;
         keys.append({QString::number(ordinal), [&failures, ordinal](const Json &code) {
-                         readCode(code, failures[ordinal], 1);
+                         readCode(code, failures[ordinal]);
                      }});
     });
     readObject(json, keys, "ordinals");
-}
-
-/// Reads the results of Windows functions' next calls, by name.
-void read(const Json &json, QMap<QString, QList<std::uint32_t>> &failures)
-{
-    QList<Key> keys;
-    platform::WindowsApi().forEach([&](const auto &function) {
-        const QString name = function.name;
-        keys.append(
-            {name, [&failures, name](const Json &results) { read(results, failures[name]); }});
-    });
-    readObject(json, keys);
 }
 
 void read(const Json &json, SimulatedKernelSettings &kernel)
@@ -210,7 +186,7 @@ void read(const Json &json, SimulatedKernelSettings &kernel)
                          key("devices", kernel.devices),
                          key("unlistedDevices", kernel.unlistedDevices),
                          key("failures", kernel.failures),
-                         {"endCode", [&](const Json &code) { readCode(code, kernel.endCode, 1); }},
+                         {"endCode", [&](const Json &code) { readCode(code, kernel.endCode); }},
                          key("errorName", kernel.errorName),
                          key("errorText", kernel.errorText),
                      });
@@ -231,7 +207,6 @@ void read(const Json &json, SimulatedPc &pc)
                          key("adapters", pc.adapters),
                          key("deviceNodes", pc.deviceNodes),
                          key("kernel", pc.kernel),
-                         key("windowsFailures", pc.windowsFailures),
                      });
 }
 

@@ -58,8 +58,6 @@ struct SimulatedPc {
     QList<SimulatedAdapter> adapters;
     QList<SimulatedDeviceNode> deviceNodes;
     SimulatedKernelSettings kernel;
-    /// The results of a Windows function's next calls, by its name; then it succeeds.
-    QMap<QString, QList<std::uint32_t>> windowsFailures;
 
     /// Reads `pc.json` of the folder. Throws std::runtime_error with one line that names the file,
     /// the key and what was expected.

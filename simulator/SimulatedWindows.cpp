@@ -1,5 +1,7 @@
 #include "simulator/SimulatedWindows.h"
 
+#include "simulator/RequireAnswers.h"
+
 #include <QByteArray>
 
 #include <algorithm>
@@ -8,9 +10,6 @@
 
 namespace
 {
-
-constexpr ULONG knownFamilies[] = {0 /* AF_UNSPEC */, AF_INET, 23 /* AF_INET6 */};
-constexpr ULONG knownAdapterFlags = 0x7FF;
 
 // GUID_DEVCLASS_NET of devguid.h
 constexpr GUID networkClass = {
@@ -71,7 +70,7 @@ std::optional<DeviceProperty> findProperty(const SimulatedDeviceNode &node, DWOR
 
 } // namespace
 
-SimulatedWindows::SimulatedWindows(const SimulatedPc &pc) : m_pc(pc), m_failures(pc.windowsFailures)
+SimulatedWindows::SimulatedWindows(const SimulatedPc &pc) : m_pc(pc)
 {
     for (const SimulatedAdapter &adapter : m_pc.adapters) {
         const std::size_t textSize = adapter.description.toStdWString().size() + 1;
@@ -101,57 +100,57 @@ void SimulatedWindows::addAdapterList(platform::WindowsApi &api)
 {
     api.GetAdaptersAddresses.function = [this](ULONG family, ULONG flags, const void *reserved,
                                                IP_ADAPTER_ADDRESSES *addresses,
-                                               const ULONG *bufferSize) -> ULONG {
-        const bool isKnownFamily = std::find(std::begin(knownFamilies), std::end(knownFamilies),
-                                             family) != std::end(knownFamilies);
-        if (!isKnownFamily || (flags & ~knownAdapterFlags) != 0 || reserved || !bufferSize)
+                                               ULONG *bufferSize) -> ULONG {
+        // Lists of other families and with other parts are not simulated.
+        if (family != AF_INET || flags != GAA_FLAG_INCLUDE_PREFIX || reserved || !bufferSize)
             return ERROR_INVALID_PARAMETER;
         if (m_pc.adapters.isEmpty())
             return ERROR_NO_DATA;
-        if (!addresses || *bufferSize < m_adapterListSize)
+        if (!addresses || *bufferSize < m_adapterListSize) {
+            *bufferSize = static_cast<ULONG>(m_adapterListSize);
             return ERROR_BUFFER_OVERFLOW;
+        }
         writeAdapters(addresses);
         return NO_ERROR;
     };
 }
 
-const QList<SimulatedDeviceNode> *SimulatedWindows::devicesOf(HDEVINFO set) const
+/// Returns the device that the set has handed out in this record; one without properties when it
+/// has not.
+SimulatedDeviceNode SimulatedWindows::deviceOf(HDEVINFO set, const SP_DEVINFO_DATA *info) const
 {
-    const std::uintptr_t number = numberOf(set);
-    return number >= 1 && number <= m_deviceSets.size() ? &m_deviceSets[number - 1] : nullptr;
+    const bool isOfSet =
+        set && info && info->cbSize == sizeof(SP_DEVINFO_DATA) && info->Reserved == numberOf(set);
+    return isOfSet ? m_pc.deviceNodes.value(info->DevInst - 1) : SimulatedDeviceNode();
 }
 
 void SimulatedWindows::addDeviceSets(platform::WindowsApi &api)
 {
     api.SetupDiGetClassDevsW.function = [this](const GUID *classGuid, const wchar_t *enumerator,
-                                               HWND /*parent*/, DWORD /*flags*/) -> HDEVINFO {
-        // Sets of all classes and sets of one enumerator are not simulated.
-        if (!classGuid || enumerator)
+                                               HWND /*parent*/, DWORD flags) -> HDEVINFO {
+        // Other sets than that of all network devices that are there are not simulated.
+        const bool isOfClass =
+            classGuid && std::memcmp(classGuid, &networkClass, sizeof(GUID)) == 0;
+        if (!isOfClass || enumerator || flags != DIGCF_PRESENT)
             return INVALID_HANDLE_VALUE;
-        const bool isNetworkClass = std::memcmp(classGuid, &networkClass, sizeof(GUID)) == 0;
-        m_deviceSets.push_back(isNetworkClass ? m_pc.deviceNodes : QList<SimulatedDeviceNode>());
-        return opaque(m_deviceSets.size());
+        return opaque(++m_deviceSetCount);
     };
     api.SetupDiEnumDeviceInfo.function = [this](HDEVINFO set, DWORD index, SP_DEVINFO_DATA *info) {
-        const QList<SimulatedDeviceNode> *devices = devicesOf(set);
-        if (!devices || !info || info->cbSize != sizeof(SP_DEVINFO_DATA))
+        const bool isOpen = numberOf(set) >= 1 && numberOf(set) <= m_deviceSetCount;
+        if (!isOpen || !info || info->cbSize != sizeof(SP_DEVINFO_DATA))
             return FALSE;
-        if (index >= static_cast<std::size_t>(devices->size()))
+        if (index >= static_cast<std::size_t>(m_pc.deviceNodes.size()))
             return FALSE;
         info->ClassGuid = networkClass;
         info->DevInst = index + 1;
-        info->Reserved = 0;
+        // Ties the record to its set.
+        info->Reserved = numberOf(set);
         return TRUE;
     };
     api.SetupDiGetDeviceRegistryPropertyA.function =
         [this](HDEVINFO set, const SP_DEVINFO_DATA *info, DWORD property, DWORD *type, BYTE *buffer,
                DWORD bufferSize, DWORD *requiredSize) {
-            const QList<SimulatedDeviceNode> *devices = devicesOf(set);
-            if (!devices || !info || info->cbSize != sizeof(SP_DEVINFO_DATA))
-                return FALSE;
-            if (info->DevInst < 1 || info->DevInst > static_cast<std::size_t>(devices->size()))
-                return FALSE;
-            const auto found = findProperty(devices->at(info->DevInst - 1), property);
+            const auto found = findProperty(deviceOf(set, info), property);
             if (!found)
                 return FALSE;
 
@@ -172,8 +171,6 @@ void SimulatedWindows::addDriverList(platform::WindowsApi &api)
     const auto count = static_cast<std::size_t>(m_pc.loadedDrivers.size());
     api.K32EnumDeviceDrivers.function = [this, count](LPVOID *addresses, DWORD size,
                                                       DWORD *neededSize) {
-        if (!neededSize || (!addresses && size > 0))
-            return FALSE;
         const std::size_t room = size / sizeof(LPVOID);
         for (std::size_t index = 0; index < std::min(count, room); ++index) {
             const bool isHidden = m_pc.loadedDrivers[static_cast<qsizetype>(index)].isEmpty();
@@ -226,25 +223,14 @@ platform::WindowsApi SimulatedWindows::functions()
     addDeviceSets(api);
     addDriverList(api);
     addConsole(api);
+    requireAnswers(api);
 
     api.forEach([this](auto &entry) {
-        using Function = std::remove_reference_t<decltype(entry)>;
-        entry.function = [this, name = QString(entry.name),
-                          answer = entry.function](auto... arguments) {
+        entry.function = [this, answer = entry.function](auto... arguments) {
             const std::lock_guard lock(m_mutex);
-            QList<std::uint32_t> &results = m_failures[name];
-            const DWORD error = results.isEmpty() ? NO_ERROR : results.takeFirst();
-            return error == NO_ERROR ? answer(arguments...) : failureResult<Function>(error);
+            return answer(arguments...);
         };
     });
-    api.GetAdaptersAddresses.function = [this, list = api.GetAdaptersAddresses.function](
-                                            ULONG family, ULONG flags, void *reserved,
-                                            IP_ADAPTER_ADDRESSES *addresses, ULONG *bufferSize) {
-        const ULONG error = list(family, flags, reserved, addresses, bufferSize);
-        if (error == ERROR_BUFFER_OVERFLOW && bufferSize)
-            *bufferSize = static_cast<ULONG>(m_adapterListSize);
-        return error;
-    };
     return api;
 }
 

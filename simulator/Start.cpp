@@ -13,7 +13,6 @@ namespace
 {
 
 constexpr auto folderVariable = "ORVANTA_SIMULATED_PC";
-constexpr auto kernelLogVariable = "ORVANTA_KERNEL_LOG";
 
 SimulatedPc chosenPc()
 {
@@ -31,7 +30,7 @@ bool start()
     try {
         // Never destroyed: where the terminate handler ends the process, a search may still call.
         static SimulatedMachine &machine = *new SimulatedMachine(chosenPc());
-        machine.kernel().logTo(qEnvironmentVariable(kernelLogVariable));
+        machine.kernel().logTo(qEnvironmentVariable("ORVANTA_KERNEL_LOG"));
         return true;
     } catch (const std::runtime_error &failure) {
         std::fprintf(stderr, "%s\n", failure.what());

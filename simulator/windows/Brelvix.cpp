@@ -12,10 +12,14 @@ using platform::SystemInformation;
 namespace
 {
 
-SimulatedKernelSettings loadSettings()
+platform::KernelApi startKernel()
 {
     try {
-        return SimulatedPc::load(qEnvironmentVariable("ORVANTA_SIMULATED_PC")).kernel;
+        // Never destroyed: the program may call until it ends.
+        auto &kernel = *new SimulatedKernel(
+            SimulatedPc::load(qEnvironmentVariable("ORVANTA_SIMULATED_PC")).kernel);
+        kernel.logTo(qEnvironmentVariable("ORVANTA_KERNEL_LOG"));
+        return kernel.operations();
     } catch (const std::exception &failure) {
         qFatal("%s", failure.what());
     }
@@ -23,11 +27,7 @@ SimulatedKernelSettings loadSettings()
 
 const platform::KernelApi &operations()
 {
-    static SimulatedKernel kernel(loadSettings());
-    static const platform::KernelApi operations = [] {
-        kernel.logTo(qEnvironmentVariable("ORVANTA_KERNEL_LOG"));
-        return kernel.operations();
-    }();
+    static const platform::KernelApi operations = startKernel();
     return operations;
 }
 

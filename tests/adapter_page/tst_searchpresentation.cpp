@@ -1,5 +1,6 @@
 #include "adapter_page/NetworkAdapterSelectorPage.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/MarkingTranslator.h"
@@ -13,6 +14,23 @@
 #include <filesystem>
 #include <new>
 #include <stdexcept>
+
+namespace
+{
+
+int failingArrays = 0;
+
+} // namespace
+
+// The list of Windows' adapters is the one array that the program allocates in the form that may
+// fail. NOLINTNEXTLINE(misc-new-delete-overloads): the usual forms free it.
+void *operator new[](std::size_t size, const std::nothrow_t & /*tag*/) noexcept
+{
+    if (failingArrays == 0)
+        return operator new[](size);
+    --failingArrays;
+    return nullptr;
+}
 
 namespace
 {
@@ -35,7 +53,7 @@ const QString unknownErrorText =
 /// Has every reading of Windows' adapter list end with this result from now on.
 void endAdapterListsWith(ULONG result)
 {
-    platform::windowsApi().GetAdaptersAddresses.function = [result](auto...) { return result; };
+    failWhen(platform::windowsApi().GetAdaptersAddresses, result, [] { return true; });
 }
 
 } // namespace
@@ -47,6 +65,7 @@ class SearchPresentationTest : public WizardFixture
 private slots:
     void tellsWhatIsMissing_data();
     void tellsWhatIsMissing();
+    void tellsThatMemoryIsMissing();
     void fillsPageWithErrorLabel();
     void keepsListsHiddenAfterError();
     void leavesListsUnderErrorLabel();
@@ -55,6 +74,7 @@ private slots:
 
     void disablesButtonsWhenShownAgain();
     void startsOneSearchAtATime();
+    void startsSearchBeforeReadingWindowsList();
     void excludesWhatWindowsHasWhenShownLast();
     void acceptsResultOnAnotherPage_data();
     void acceptsResultOnAnotherPage();
@@ -127,6 +147,17 @@ void SearchPresentationTest::tellsWhatIsMissing()
     QCOMPARE(user.allTexts(), hasDriver && !config.isNull() ? QStringList{"A"} : QStringList());
 }
 
+void SearchPresentationTest::tellsThatMemoryIsMissing()
+{
+    m_pc->removeDriver();
+    WizardUser &user = start();
+    failingArrays = 1;
+    user.press(QWizard::NextButton);
+    QCOMPARE(failingArrays, 0);
+    QCOMPARE(errorText(), outOfMemoryText);
+    QVERIFY(!areListsVisible());
+}
+
 void SearchPresentationTest::fillsPageWithErrorLabel()
 {
     m_pc->removeDriver();
@@ -134,7 +165,6 @@ void SearchPresentationTest::fillsPageWithErrorLabel()
     WizardUser &user = startOnAdapters();
 
     const auto &label = user.find<QLabel>(errorLabel);
-    QVERIFY(!user.find<QWidget>(pageContents).sizePolicy().retainSizeWhenHidden());
     auto &layout = user.find<QLayout>("all_layout");
     QTRY_COMPARE(label.geometry().topLeft(), layout.contentsRect().topLeft());
     QCOMPARE(label.width(), layout.contentsRect().width());
@@ -256,6 +286,21 @@ void SearchPresentationTest::startsOneSearchAtATime()
     QCOMPARE(kernel.calls(), 2);
     QCOMPARE(user.available(), QStringList{"Port A"});
     QCOMPARE(user.singleLinks(), QStringList{"Port B"});
+}
+
+void SearchPresentationTest::startsSearchBeforeReadingWindowsList()
+{
+    WizardUser &user = start();
+    HeldUpKernel kernel;
+    auto &list = platform::windowsApi().GetAdaptersAddresses.function;
+    list = [&kernel, answer = list](auto... arguments) {
+        kernel.waitForCalls(1);
+        return answer(arguments...);
+    };
+    user.press(QWizard::NextButton);
+    kernel.letGo();
+    user.waitForSearch();
+    QCOMPARE(kernel.calls(), 1);
 }
 
 void SearchPresentationTest::excludesWhatWindowsHasWhenShownLast()
@@ -400,7 +445,7 @@ void SearchPresentationTest::showsSearchError()
     const AnsweredMessageBox &box = m_run->boxes.answered().first();
     QCOMPARE(box.title, "Orvanta Search Error");
     QCOMPARE(box.text, "[ERROR]: Unable to open the driver!");
-    QVERIFY(box.hasWindowIcon);
+    QVERIFY(box.hasCriticalWindowIcon);
     QCOMPARE(box.icon, QMessageBox::NoIcon);
     QCOMPARE(box.modality, Qt::ApplicationModal);
     QVERIFY(!box.hasParent);

@@ -217,9 +217,12 @@ void OrvantaConfiguratorTest::writesBesideTheHomeFolder()
     const SimulatedMachine machine(m_pc->pc());
     platform::fileLocations().homeFolder = [home] { return home; };
 
-    const QStringList pieces = {
-        home, "..", "Public", "Documents", "Fennory", "PMT2", "orvanta_config.txt"};
-    QCOMPARE(OrvantaConfigurator().configFilePath(), pieces.join(QDir::separator()));
+#ifdef Q_OS_WIN
+    const QString behindHome = R"(\..\Public\Documents\Fennory\PMT2\orvanta_config.txt)";
+#else
+    const QString behindHome = "/../Public/Documents/Fennory/PMT2/orvanta_config.txt";
+#endif
+    QCOMPARE(OrvantaConfigurator().configFilePath(), home + behindHome);
 }
 
 void OrvantaConfiguratorTest::readsWhereverTheHomeFolderLies()

@@ -52,9 +52,7 @@ private slots:
     void printsTheReport();
     void printsNothingForCodeZero();
     void asksAndPrintsInOrder();
-    void printsWhatTheLibraryAndTheConsoleGive();
-    void colorsTheReportRedAndRestoresTheColor_data();
-    void colorsTheReportRedAndRestoresTheColor();
+    void printsWhatTheLibraryGives();
     void printsALine_data();
     void printsALine();
 };
@@ -160,7 +158,7 @@ void ErrorReportTest::asksAndPrintsInOrder()
     QCOMPARE(printed, report + "Further text.\n");
 }
 
-void ErrorReportTest::printsWhatTheLibraryAndTheConsoleGive()
+void ErrorReportTest::printsWhatTheLibraryGives()
 {
     const SimulatedMachine machine{SimulatedPc()};
     const auto reportWithName = [](const QByteArray &name) {
@@ -188,41 +186,6 @@ void ErrorReportTest::printsWhatTheLibraryAndTheConsoleGive()
         return noAccess;
     };
     QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
-
-    windowsApi().GetStdHandle.function = [](auto) { return nullptr; };
-    windowsApi().GetConsoleScreenBufferInfo.function = [](auto...) { return FALSE; };
-    windowsApi().SetConsoleTextAttribute.function = [](auto...) { return FALSE; };
-    QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
-}
-
-void ErrorReportTest::colorsTheReportRedAndRestoresTheColor_data()
-{
-    const DataRows<int> row("before");
-    row("white on black", 0x07);
-    row("white on blue", 0x17);
-    row("all bits", 0xFFFF);
-}
-
-void ErrorReportTest::colorsTheReportRedAndRestoresTheColor()
-{
-    QFETCH(int, before);
-
-    SimulatedMachine machine{SimulatedPc()};
-    windowsApi().SetConsoleTextAttribute(windowsApi().GetStdHandle(STD_OUTPUT_HANDLE),
-                                         static_cast<WORD>(before));
-    QList<int> colors;
-    const auto noteColor = [&](auto...) {
-        colors.append(machine.windows().consoleAttributes());
-        return 0U;
-    };
-    kernelApi().errorName.function = noteColor;
-    kernelApi().errorText.function = noteColor;
-
-    printedBy(reportNoAccess);
-    noteColor();
-
-    // Of the report, of the further text, and afterwards.
-    QCOMPARE(colors, QList<int>({0x0C, before, before}));
 }
 
 void ErrorReportTest::printsALine_data()

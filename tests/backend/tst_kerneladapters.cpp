@@ -179,7 +179,8 @@ void KernelAdaptersTest::opensTheDriverThatARefusedMemoryLeftOpen()
     const qsizetype before = machine.kernel().calls().size();
     QCOMPARE(list().adapters.size(), 2);
     QCOMPARE(machine.kernel().calls().mid(before, openingCalls.size()), openingCalls);
-    QCOMPARE(machine.kernel().openResources(), 0);
+    // The second session closes what it has opened, not what the first one left open.
+    QCOMPARE(machine.kernel().openResources(), 1);
 }
 
 void KernelAdaptersTest::reportsAFailedSession_data()

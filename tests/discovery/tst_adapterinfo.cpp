@@ -9,6 +9,9 @@
 
 using namespace std::string_literals;
 
+static_assert(std::is_nothrow_move_constructible_v<AdapterInfo>);
+static_assert(std::is_aggregate_v<AdapterInfo>);
+
 class AdapterInfoTest : public QObject
 {
     Q_OBJECT
@@ -23,15 +26,10 @@ private slots:
 void AdapterInfoTest::startsUnknown()
 {
     QCOMPARE(textOf(AdapterInfo()), "|||-1|-1|0|0");
-    QCOMPARE(AdapterInfo().pciSlot, 0xFFFFFFFF);
-    QCOMPARE(AdapterInfo().pciPort, 0xFFFFFFFF);
 }
 
 void AdapterInfoTest::isAPlainValue()
 {
-    QVERIFY(std::is_nothrow_move_constructible_v<AdapterInfo>);
-    QVERIFY(std::is_aggregate_v<AdapterInfo>);
-
     // The order of the fields is the order of this list.
     const AdapterInfo original = {"id", "name", "description", 1, 2, 3, 4};
     AdapterInfo copy(original);

@@ -4,6 +4,7 @@
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 
 #include <QTest>
 
@@ -181,11 +182,9 @@ void PciLocationTest::leavesTheOutputsWithoutAMatch()
 void PciLocationTest::leavesTheOutputsWithoutADeviceSet()
 {
     const SimulatedMachine machine(pcWith({node("First"), node("First")}));
-    auto &function = windowsApi().SetupDiGetClassDevsW.function;
     int setsLeft = 0;
-    function = [&setsLeft, answer = function](auto... arguments) {
-        return --setsLeft < 0 ? INVALID_HANDLE_VALUE : answer(arguments...);
-    };
+    failWhen(windowsApi().SetupDiGetClassDevsW, INVALID_HANDLE_VALUE,
+             [&setsLeft] { return --setsLeft < 0; });
     const DeviceCalls calls;
     QCOMPARE(resolve("First", true), preset);
     QCOMPARE(calls.texts().size(), 1);

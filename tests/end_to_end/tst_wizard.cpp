@@ -5,6 +5,7 @@
 
 #include <QAbstractButton>
 #include <QDir>
+#include <QLabel>
 #include <QListView>
 
 namespace
@@ -50,6 +51,7 @@ struct Expected {
     int dualLinks = 0;
     /// What the kernel has open after the search.
     int leftOpen = 0;
+    bool hasErrorLabel = false;
 };
 
 const QMap<QString, Expected> expectedOnPcs = {
@@ -59,7 +61,7 @@ const QMap<QString, Expected> expectedOnPcs = {
     {"lamps", {{}, 5, 1, 2}},
     {"no-devices", {{}, 0, 0, 0}},
     {"no-driver", {{}, 0, 0, 0}},
-    {"no-driver-no-adapters", {{}, 0, 0, 0}},
+    {"no-driver-no-adapters", {{}, 0, 0, 0, 0, true}},
     {"no-driver-saved", {{"Orvanta not found. Please install the Orvanta drivers."}, 0, 0, 0}},
     {"non-ascii", {{}, 3, 1, 0}},
     {"refused-dual-link", {{}, 3, 0, 0}},
@@ -88,6 +90,9 @@ private slots:
     void closesDuringSearch();
     void servesEveryPc_data();
     void servesEveryPc();
+    void showsAllLamps();
+    void keepsNonAsciiNames();
+    void refusesDualLinkOfTwoSlots();
 
 private:
     /// Copies a PC of the project and starts the wizard on it.
@@ -268,24 +273,30 @@ void WizardTest::closesDuringSearch()
 
 void WizardTest::servesEveryPc_data()
 {
+    QCOMPARE(expectedOnPcs.keys(),
+             QDir(PCS_FOLDER).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name));
     QTest::addColumn<QString>("name");
-    for (const QString &name : QDir(PCS_FOLDER).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+    for (const QString &name : expectedOnPcs.keys())
         QTest::newRow(qPrintable(name)) << name;
 }
 
 void WizardTest::servesEveryPc()
 {
     QFETCH(QString, name);
-    QVERIFY(expectedOnPcs.contains(name));
     const Expected expected = expectedOnPcs.value(name);
     m_pc = std::make_unique<TemporaryPc>(QString(PCS_FOLDER) + "/" + name);
     // How long the kernel takes changes nothing of what is shown.
+    QCOMPARE(pc().kernel.openDelayMs, name == "slow-kernel" ? 5000 : 0);
     pc().kernel.openDelayMs = 0;
     WizardUser &user = startOnAdapters();
     QCOMPARE(m_run->boxes.texts(), expected.boxes);
     QCOMPARE(user.available().size(), expected.available);
     QCOMPARE(user.singleLinks().size(), expected.singleLinks);
     QCOMPARE(user.dualLinks().size(), expected.dualLinks);
+    // The rows can be told apart.
+    const QStringList available = user.available();
+    QCOMPARE(QSet(available.begin(), available.end()).size(), available.size());
+    QCOMPARE(!user.find<QLabel>(errorLabel).text().isEmpty(), expected.hasErrorLabel);
 
     QStringList lines;
     for (const char *list : {singleList, dualList}) {
@@ -293,8 +304,43 @@ void WizardTest::servesEveryPc()
             lines.append(ports.toStringList().join(";"));
     }
     finish();
+    QVERIFY(!m_pc->config().isNull());
     QCOMPARE(linesOf(m_pc->config()), lines);
     QCOMPARE(m_run->machine.kernel().openResources(), expected.leftOpen);
+}
+
+void WizardTest::showsAllLamps()
+{
+    startOn("lamps").goToAdapters();
+    QCOMPARE(m_run->user.lamps(availableList),
+             QStringList({"green", "red", "red", "white", "white"}));
+    QCOMPARE(m_run->user.lamps(dualList), QStringList({"green", "red"}));
+}
+
+void WizardTest::keepsNonAsciiNames()
+{
+    startOn("non-ascii").goToAdapters();
+    // A device whose name has letters beyond the system's code page has no location.
+    const auto withLocation = [](const QString &name) {
+        const bool isReadable = QString::fromLocal8Bit(name.toLocal8Bit()) == name;
+        return isReadable ? entryText(name) : name;
+    };
+    QCOMPARE(m_run->user.available(),
+             QStringList({entryText("Kamera-Adapter Süd"), entryText("Kamera-Adapter Süd #2"),
+                          withLocation("Адаптер 10G")}));
+    QCOMPARE(m_run->user.singleLinks(), QStringList{withLocation("カメラ用アダプター")});
+    QCOMPARE(m_run->user.lamps(availableList)[2], "green");
+}
+
+void WizardTest::refusesDualLinkOfTwoSlots()
+{
+    WizardUser &user = startOn("refused-dual-link");
+    user.goToAdapters();
+    user.makeLink({1, 2});
+    QCOMPARE(m_run->boxes.answered().size(), 1);
+    // The wrong one is deselected, the right one selected.
+    user.makeLink({2, 0});
+    QCOMPARE(user.dualLinks().size(), 1);
 }
 
 GUI_TEST_MAIN(WizardTest)

@@ -1,5 +1,8 @@
 #include "simulator/SimulatedMachine.h"
 
+#include "simulator/RequireAnswers.h"
+#include "tests/support/DataRows.h"
+
 #include <QTest>
 
 class SimulatedMachineTest : public QObject
@@ -12,29 +15,23 @@ private slots:
     void findsTheHomeFolder();
     void answersThroughTheTables();
     void restoresTheTables();
+    void namesAnEntryWithoutAnAnswer();
 };
 
 void SimulatedMachineTest::mapsPaths_data()
 {
-    QTest::addColumn<QByteArray>("windowsPath");
-    QTest::addColumn<QByteArray>("localPath");
-
-    QTest::newRow("forward slashes")
-        << QByteArray("C:/Windows/system32/Brelvix.run64.sys")
-        << QByteArray("/pcs/J\xC3\xBCrgen/C/Windows/system32/Brelvix.run64.sys");
-    QTest::newRow("backslashes") << QByteArray(R"(C:\Users\Public\orvanta_config.txt)")
-                                 << QByteArray(
-                                        "/pcs/J\xC3\xBCrgen/C/Users/Public/orvanta_config.txt");
-    QTest::newRow("small drive letter")
-        << QByteArray("c:/Users") << QByteArray("/pcs/J\xC3\xBCrgen/C/Users");
-    QTest::newRow("letter case below the drive")
-        << QByteArray("C:/USERS/user1") << QByteArray("/pcs/J\xC3\xBCrgen/C/USERS/user1");
-    QTest::newRow("other drive") << QByteArray("D:/file")
-                                 << QByteArray("/pcs/J\xC3\xBCrgen/D/file");
-    QTest::newRow("non-ASCII letters")
-        << QByteArray("C:/B\xC3\xBCro") << QByteArray("/pcs/J\xC3\xBCrgen/C/B\xC3\xBCro");
-    QTest::newRow("no drive") << QByteArray("/tmp/file") << QByteArray("/tmp/file");
-    QTest::newRow("empty") << QByteArray("") << QByteArray("");
+    const DataRows<QByteArray, QByteArray> row("windowsPath", "localPath");
+    const QByteArray folder = "/pcs/J\xC3\xBCrgen";
+    row("forward slashes", "C:/Windows/system32/Brelvix.run64.sys",
+        folder + "/C/Windows/system32/Brelvix.run64.sys");
+    row("backslashes", R"(C:\Users\Public\orvanta_config.txt)",
+        folder + "/C/Users/Public/orvanta_config.txt");
+    row("small drive letter", "c:/Users", folder + "/C/Users");
+    row("letter case below the drive", "C:/USERS/user1", folder + "/C/USERS/user1");
+    row("other drive", "D:/file", folder + "/D/file");
+    row("non-ASCII letters", "C:/B\xC3\xBCro", folder + "/C/B\xC3\xBCro");
+    row("no drive", "/tmp/file", "/tmp/file");
+    row("empty", "", "");
 }
 
 void SimulatedMachineTest::mapsPaths()
@@ -100,6 +97,19 @@ void SimulatedMachineTest::restoresTheTables()
     const HANDLE console = platform::windowsApi().GetStdHandle(STD_OUTPUT_HANDLE);
     platform::windowsApi().SetConsoleTextAttribute(console, 0x0A);
     QCOMPARE(outer.windows().consoleAttributes(), 0x0A);
+}
+
+void SimulatedMachineTest::namesAnEntryWithoutAnAnswer()
+{
+    platform::KernelApi operations = SimulatedKernel(SimulatedKernelSettings()).operations();
+    requireAnswers(operations);
+    operations.freeKernel.function = nullptr;
+    try {
+        requireAnswers(operations);
+        QFAIL("Expected an exception");
+    } catch (const std::runtime_error &failure) {
+        QCOMPARE(failure.what(), "freeKernel: expected an answer of the simulated PC, found none");
+    }
 }
 
 QTEST_GUILESS_MAIN(SimulatedMachineTest)

@@ -89,8 +89,7 @@ void SimulatedPcTest::readsEveryKey()
             "endCode": "0x101F0001",
             "errorName": "NAME",
             "errorText": "text"
-        },
-        "windowsFailures": {"GetAdaptersAddresses": [111, 0, 232], "GetStdHandle": []}
+        }
     })");
     const SimulatedPc pc = folder.load();
 
@@ -122,10 +121,6 @@ void SimulatedPcTest::readsEveryKey()
     QCOMPARE(kernel.endCode, 0x101F0001U);
     QCOMPARE(kernel.errorName, "NAME");
     QCOMPARE(kernel.errorText, "text");
-
-    const QMap<QString, QList<std::uint32_t>> failures{{"GetAdaptersAddresses", {111, 0, 232}},
-                                                       {"GetStdHandle", {}}};
-    QCOMPARE(pc.windowsFailures, failures);
 }
 
 void SimulatedPcTest::keepsDefaultsWhereKeysAreMissing()
@@ -135,7 +130,6 @@ void SimulatedPcTest::keepsDefaultsWhereKeysAreMissing()
     QCOMPARE(pc.userName, "user1");
     QVERIFY(pc.loadedDrivers.isEmpty());
     QVERIFY(pc.deviceNodes.isEmpty());
-    QVERIFY(pc.windowsFailures.isEmpty());
 
     QCOMPARE(pc.adapters.size(), 1);
     QCOMPARE(pc.adapters[0].description, "");
@@ -209,7 +203,7 @@ void SimulatedPcTest::refusesContent_data()
     };
     refused("[1]", "", "an object, found [1]");
     const QString pcKeys = "no keys other than userName, loadedDrivers, adapters, deviceNodes, "
-                           "kernel, windowsFailures, found ";
+                           "kernel, found ";
     refused(R"({"kernels": {}})", "", pcKeys + R"("kernels")");
     refused(R"({"Adapters": []})", "", pcKeys + R"("Adapters")");
     // The text stays in one line.
@@ -224,85 +218,48 @@ void SimulatedPcTest::refusesContent_data()
     refused(R"({"loadedDrivers": "a"})", ": loadedDrivers", R"(a list, found "a")");
     refused(R"({"loadedDrivers": ["a", null]})", ": loadedDrivers[1]", "a text, found null");
 
-    refused(R"({"adapters": {}})", ": adapters", "a list, found {}");
     refused(R"({"adapters": ["LAN"]})", ": adapters[0]", R"(an object, found "LAN")");
     refused(R"({"adapters": [{}, {"speed": 1}]})", ": adapters[1]",
             "no keys other than description, ifType, operStatus, transmitLinkSpeed, found "
             "\"speed\"");
-    const auto refusedAdapter = [&](const QByteArray &json, const char *key,
-                                    const QString &expected) {
-        refused(R"({"adapters": [)" + json + "]}", QString(": adapters[0].") + key, expected);
-    };
-    refusedAdapter(R"({"description": true})", "description", "a text, found true");
-    refusedAdapter(R"({"ifType": 0})", "ifType", "a whole number from 1 to 65535, found 0");
+    refused(R"({"adapters": [{"ifType": 0}]})", ": adapters[0].ifType",
+            "a whole number from 1 to 65535, found 0");
     const QString status = "a whole number from 1 to 7, found ";
-    refusedAdapter(R"({"operStatus": 0})", "operStatus", status + "0");
-    refusedAdapter(R"({"operStatus": 8})", "operStatus", status + "8");
-    refusedAdapter(R"({"operStatus": "1"})", "operStatus", status + R"("1")");
-    const QString speed = "a whole number from 0 to 9223372036854775807, found ";
-    refusedAdapter(R"({"transmitLinkSpeed": -1})", "transmitLinkSpeed", speed + "-1");
-    refusedAdapter(R"({"transmitLinkSpeed": 1.5})", "transmitLinkSpeed", speed + "1.5");
+    refused(R"({"adapters": [{"operStatus": 8}]})", ": adapters[0].operStatus", status + "8");
+    refused(R"({"adapters": [{"operStatus": "1"}]})", ": adapters[0].operStatus",
+            status + R"("1")");
+    refused(R"({"adapters": [{"transmitLinkSpeed": 1.5}]})", ": adapters[0].transmitLinkSpeed",
+            "a whole number from 0 to 9223372036854775807, found 1.5");
 
-    refused(R"({"deviceNodes": 1})", ": deviceNodes", "a list, found 1");
-    const auto refusedNode = [&](const QByteArray &json, const char *place,
-                                 const QString &expected) {
-        refused(R"({"deviceNodes": [)" + json + "]}", QString(": deviceNodes[0]") + place,
-                expected);
-    };
-    refusedNode(R"({"hardwareId": ""})", "",
-                "no keys other than friendlyName, hardwareIds, description, location, found "
-                "\"hardwareId\"");
-    refusedNode(R"({"friendlyName": null})", ".friendlyName", "a text, found null");
-    refusedNode(R"({"hardwareIds": "PCI"})", ".hardwareIds", R"(a list, found "PCI")");
-    refusedNode(R"({"hardwareIds": [["PCI"]]})", ".hardwareIds[0]", R"(a text, found ["PCI"])");
-    refusedNode(R"({"description": 1})", ".description", "a text, found 1");
-    refusedNode(R"({"location": {}})", ".location", "a text, found {}");
+    refused(R"({"deviceNodes": [{"hardwareId": ""}]})", ": deviceNodes[0]",
+            "no keys other than friendlyName, hardwareIds, description, location, found "
+            "\"hardwareId\"");
+    refused(R"({"deviceNodes": [{"location": {}}]})", ": deviceNodes[0].location",
+            "a text, found {}");
 
     const auto refusedKernel = [&](const QByteArray &json, const char *place,
                                    const QString &expected) {
         refused(inKernel(json), QString(": kernel") + place, expected);
     };
-    refusedKernel("[]", "", "an object, found []");
     refusedKernel(R"({"delay": 1})", "",
                   "no keys other than openDelayMs, devices, unlistedDevices, failures, endCode, "
                   "errorName, errorText, found \"delay\"");
-    const QString delay = "a whole number from 0 to 3600000, found ";
-    refusedKernel(R"({"openDelayMs": -1})", ".openDelayMs", delay + "-1");
-    refusedKernel(R"({"openDelayMs": 3600001})", ".openDelayMs", delay + "3600001");
+    refusedKernel(R"({"openDelayMs": 3600001})", ".openDelayMs",
+                  "a whole number from 0 to 3600000, found 3600001");
     refusedKernel(R"({"devices": [{}, {}, {"id": 7}]})", ".devices[2].id", "a text, found 7");
-    refusedKernel(R"({"devices": [{"friendlyName": 7}]})", ".devices[0].friendlyName",
-                  "a text, found 7");
     refusedKernel(R"({"devices": [{"name": "A"}]})", ".devices[0]",
                   "no keys other than id, friendlyName, description, found \"name\"");
-    refusedKernel(R"({"unlistedDevices": [{"description": 7}]})", ".unlistedDevices[0].description",
-                  "a text, found 7");
-    refusedKernel(R"({"errorName": 1})", ".errorName", "a text, found 1");
-    refusedKernel(R"({"errorText": 1})", ".errorText", "a text, found 1");
 
-    refusedKernel(R"({"failures": [13]})", ".failures", "an object, found [13]");
     refusedKernel(R"({"failures": {"17": 1}})", ".failures",
                   "no ordinals other than 13, 14, 16, 19, 29, 37, 38, 55, 56, 130, 182, 200, 512, "
                   "572, found \"17\"");
     refusedKernel(R"({"failures": {"13": 0}})", ".failures.13",
                   "a whole number from 1 to 4294967295, found 0");
     const QString code = R"(a code from 1 to 4294967295, or a text such as "0x10160000", found )";
-    refusedKernel(R"({"failures": {"13": "0xfails"}})", ".failures.13", code + R"("0xfails")");
-    for (const char *text : {"101F0000", "0x", "0x-1", "0x0", "0x100000000"}) {
+    for (const char *text : {"101F0000", "0x", "0x-1", "0x0", "0x100000000", "0xfails"}) {
         const QByteArray json = QByteArray("\"") + text + '"';
         refusedKernel(R"({"endCode": )" + json + "}", ".endCode", code + json);
     }
-    refusedKernel(R"({"endCode": 4294967296})", ".endCode",
-                  "a whole number from 1 to 4294967295, found 4294967296");
-
-    refused(R"({"windowsFailures": {"CreateFileW": [5]}})", ": windowsFailures",
-            "no keys other than GetAdaptersAddresses, SetupDiGetClassDevsW, "
-            "SetupDiEnumDeviceInfo, SetupDiGetDeviceRegistryPropertyA, K32EnumDeviceDrivers, "
-            "K32GetDeviceDriverBaseNameA, GetStdHandle, GetConsoleScreenBufferInfo, "
-            "SetConsoleTextAttribute, found \"CreateFileW\"");
-    refused(R"({"windowsFailures": {"GetStdHandle": 6}})", ": windowsFailures.GetStdHandle",
-            "a list, found 6");
-    refused(R"({"windowsFailures": {"GetStdHandle": [6, -6]}})",
-            ": windowsFailures.GetStdHandle[1]", "a whole number from 0 to 4294967295, found -6");
 }
 
 void SimulatedPcTest::refusesContent()

@@ -5,9 +5,8 @@
 #include <QSemaphore>
 #include <QThreadPool>
 
-/// Holds up the kernel while it opens the driver, until it is let go or the object ends, at most
-/// for 20 s: whoever waits for the kernel then fails a test in place of hanging it. Stands on a
-/// simulated PC and before the first search.
+/// Holds up the kernel while it opens the driver, until it is let go or the object ends. Stands on
+/// a simulated PC and before the first search. A wait in vain ends the process with a message.
 class HeldUpKernel
 {
 public:
@@ -15,7 +14,7 @@ public:
     {
         platform::kernelApi().OV_openDriver.function = [this](const char *customerNr) {
             m_calls.release();
-            m_permits.tryAcquire(1, atMostMs);
+            wait(m_permits, 1, "the kernel to be let go");
             return m_openDriver(customerNr);
         };
     }
@@ -33,12 +32,28 @@ public:
     /// Returns how many calls have arrived so far.
     int calls() const { return m_calls.available(); }
 
+    /// Waits, without an event loop, until so many calls have arrived.
+    void waitForCalls(int number)
+    {
+        wait(m_calls, number, "a call of the kernel");
+        m_calls.release(number);
+    }
+
+    /// Lets one call through.
+    void letOneGo() { m_permits.release(); }
+
     /// Lets all calls through from now on.
     void letGo() { m_permits.release(manyCalls); }
 
 private:
     static constexpr int manyCalls = 1000;
-    static constexpr int atMostMs = 20'000;
+    static constexpr int atMostMs = 60'000;
+
+    static void wait(QSemaphore &semaphore, int number, const char *expected)
+    {
+        if (!semaphore.tryAcquire(number, atMostMs))
+            qFatal("Expected %s, waited %d ms in vain", expected, atMostMs);
+    }
 
     std::function<std::uint32_t(const char *)> m_openDriver;
     QSemaphore m_calls;

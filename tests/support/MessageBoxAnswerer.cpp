@@ -4,7 +4,20 @@
 #include <QApplication>
 #include <QEvent>
 #include <QPointer>
+#include <QStyle>
 #include <QTest>
+
+namespace
+{
+
+bool hasCriticalWindowIcon(const QMessageBox &box)
+{
+    const auto imageOf = [](const QIcon &icon) { return icon.pixmap(32, 32).toImage(); };
+    const QIcon critical = box.style()->standardIcon(QStyle::SP_MessageBoxCritical);
+    return !box.windowIcon().isNull() && imageOf(box.windowIcon()) == imageOf(critical);
+}
+
+} // namespace
 
 MessageBoxAnswerer::MessageBoxAnswerer()
 {
@@ -39,7 +52,7 @@ void MessageBoxAnswerer::answer(QMessageBox *box)
     for (const QAbstractButton *button : box->buttons())
         buttons.append(button->text());
     m_answered.append({box->windowTitle(), box->text(), box->textFormat(), box->icon(),
-                       !box->windowIcon().isNull(), box->windowModality(), box->windowFlags(),
+                       hasCriticalWindowIcon(*box), box->windowModality(), box->windowFlags(),
                        box->parent() != nullptr, buttons});
     QTest::keyClick(box, Qt::Key_Return);
 }

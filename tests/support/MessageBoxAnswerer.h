@@ -13,7 +13,7 @@ struct AnsweredMessageBox {
     QString text;
     Qt::TextFormat textFormat;
     QMessageBox::Icon icon;
-    bool hasWindowIcon;
+    bool hasCriticalWindowIcon;
     Qt::WindowModality modality;
     Qt::WindowFlags flags;
     bool hasParent;

@@ -19,6 +19,7 @@ DUAL_LINKS = "dualLinkList"
 # ImageMagick takes a size of 0 as all there is.
 WHOLE_SCREEN = 0, 0, 0, 0
 
+MOST_TAB_STOPS = 50
 WHEEL_UP = "4"
 WHEEL_DOWN = "5"
 
@@ -182,10 +183,13 @@ class Wizard:
 
     def move_focus_to(self, name):
         """Presses Tab until the widget with an object name has the focus."""
-        while self.focused() != name:
+        for _ in range(MOST_TAB_STOPS):
             before = self.focused()
+            if before == name:
+                return
             self.press_keys("Tab")
             wait_for(lambda: self.focused() != before, "the focus to move")
+        raise AssertionError(f"Expected Tab to reach {name}, found {self.focused()}.")
 
     def press_on(self, name, *keys):
         """Goes to a widget with the Tab key and presses keys there."""

@@ -1,0 +1,11 @@
+#pragma once
+
+/// Has a function of the program's tables return a result in place of its answer, without being
+/// called, whenever the condition holds.
+template <typename Function, typename Result, typename Condition>
+void failWhen(Function &entry, Result result, Condition condition)
+{
+    entry.function = [=, answer = entry.function](auto... arguments) mutable {
+        return condition() ? result : answer(arguments...);
+    };
+}
