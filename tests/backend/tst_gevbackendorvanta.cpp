@@ -163,7 +163,7 @@ void GEVBackendOrvantaTest::runsASession()
     QTEST(thrown, "thrown");
 }
 
-/// The one place that counts the bytes of the records anew, so that a slip in their declaration
+/// The one place that counts the bytes of the records again, so that a slip in their declaration
 /// shows.
 void GEVBackendOrvantaTest::laysRecordsOutAsTheKernelDoes()
 {
@@ -207,7 +207,7 @@ void GEVBackendOrvantaTest::laysRecordsOutAsTheKernelDoes()
     QCOMPARE(backend.queryDeviceName("A"), std::string(960, 'n'));
     QVERIFY(machine.kernel().calls().contains("OV_createSharedMemEx(null, 287, 0)"));
 
-    // The session keeps its record of the system; only the size is written anew.
+    // The session keeps its record of the system; only the size is written again.
     backend.open();
     const QByteArray size("\xA8\x02\0\0", 4);
     QCOMPARE(informationRecords,

@@ -328,7 +328,7 @@ void PciLocationTest::completesARecord()
 
     QCOMPARE(textOf(adapter), "DEVICE-A|" + name + ". PCI Slot: 0, Port: 0|Card|0|0|7|9");
 
-    // No device bears the new name, nor this one in other capitals.
+    // No device has the new name, or this one in other capitals.
     const QString completed = textOf(adapter);
     appendPciLocation(adapter);
     QCOMPARE(textOf(adapter), completed);
