@@ -40,7 +40,8 @@ def can_have_own_network():
 
 def environment(prefix, user=DEFAULT_USER, **variables):
     """Returns the environment of a Wine program: nothing of this machine's user shows through."""
-    kept = {name: os.environ[name] for name in ("DISPLAY", "PATH", "XAUTHORITY") if name in os.environ}
+    names = ("DISPLAY", "PATH", "WINEDLLPATH", "XAUTHORITY")
+    kept = {name: os.environ[name] for name in names if name in os.environ}
     return {
         **kept,
         "HOME": "/nonexistent",

@@ -5,17 +5,19 @@ import pathlib
 import zipfile
 
 BUILD = pathlib.Path(os.environ["ORVANTA_BUILD"])
+PACKAGES = pathlib.Path(os.environ["ORVANTA_PACKAGES"])
 QT = pathlib.Path(os.environ["ORVANTA_QT_WINDOWS"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 VERSION = os.environ["ORVANTA_VERSION"]
 NAME = f"OrvantaConfigurator-{VERSION}-win64"
-ZIP = BUILD / "packages" / f"{NAME}.zip"
-INSTALLER = BUILD / "packages" / f"{NAME}.exe"
+ZIP = PACKAGES / f"{NAME}.zip"
+INSTALLER = PACKAGES / f"{NAME}.exe"
 PROGRAM = "OrvantaConfigurator.exe"
 
 FOLDER = pathlib.Path(__file__).parent
 FILES = set((FOLDER / "files.txt").read_text().split())
+RUNNABLE = {file for file in FILES if file.endswith((".dll", ".exe"))}
 WINDOWS_LIBRARIES = set((FOLDER / "windows-libraries.txt").read_text().split())
 
 

@@ -9,19 +9,24 @@ import subprocess
 import sys
 import tempfile
 import unittest
-import unittest.mock
 
 import pefile
 
 import packages
 import portable_executable
 
+# The installer is a 32-bit program.
+os.environ["WINEDLLPATH"] = subprocess.check_output(packages.FOLDER / "wine-32-bit", text=True).strip()
 sys.path += [str(packages.SOURCE / "simulator" / "wine"), str(packages.SOURCE / "tests" / "support")]
 from virtual_display import virtual_display  # noqa: E402
 from waiting import wait_for  # noqa: E402
 from wine_pc import WinePrefix, environment  # noqa: E402
 
-STATUS_REFUSED = 2
+STATUS_PROGRAM_RUNS = 2
+STATUS_WRONG_WINDOWS = 3
+STATUS_FOLDER_TAKEN = 4
+STATUS_NOT_REMOVED = 5
+OLDEST_BUILD = 17763
 
 PROGRAM_FOLDER = pathlib.PurePath("Program Files", "Orvanta Configurator")
 OTHER_FOLDER = r"C:\Configurator"
@@ -32,6 +37,16 @@ CONFIGURATION_FOLDER = pathlib.PurePath("users", "Public", "Documents", "Fennory
 CONFIGURATION = CONFIGURATION_FOLDER / "orvanta_config.txt"
 UNINSTALL_KEY = r"Software\Microsoft\Windows\CurrentVersion\Uninstall\OrvantaConfigurator"
 UNINSTALLER = "uninstall.exe"
+
+SIGNED = packages.BUILD / "signed"
+
+SHELL_FOLDERS = r"Software\Microsoft\Windows\CurrentVersion\Explorer\User Shell Folders"
+# Where a 32-bit program reads it.
+CURRENT_VERSION = r"Software\Wow6432Node\Microsoft\Windows NT\CurrentVersion"
+
+PROTECTED = "O:BAG:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)"
+# What Wine makes of these rights.
+PROTECTED_MODE = 0o40750
 
 OLD_VERSION = "3.1.0"
 OLD_FILE = "only-in-the-old-version.txt"
@@ -48,36 +63,26 @@ def make_packages(folder, generators, **variables):
     )
 
 
-def make_certificate(folder):
-    """Returns a certificate that has signed itself, and its key."""
-    certificate, key = folder / "certificate.pem", folder / "key.pem"
-    subprocess.run(
-        ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-noenc", "-subj", "/CN=Maker", "-addext",
-         "extendedKeyUsage=codeSigning", "-out", certificate, "-keyout", key],
-        check=True, capture_output=True,
-    )
-    return certificate, key
-
-
-def is_signed(file, certificate):
-    """Tells whether an executable bears a valid signature with the certificate."""
-    verify = ["osslsigncode", "verify", "-CAfile", certificate, "-in", file]
-    return subprocess.run(verify, capture_output=True).returncode == 0
-
-
 class Pc(WinePrefix):
     """A fresh Wine prefix with a display."""
 
     def __init__(self, folder, display):
         super().__init__(folder / "prefix", folder.parent)
         self.variables = environment(self.prefix, DISPLAY=display)
+        self.add_to_registry("system", SHELL_FOLDERS, **{"Common Documents": r"C:\Moved"})
+        self.add_to_registry("system", CURRENT_VERSION, CurrentMajorVersionNumber=10)
+        self.set_build(OLDEST_BUILD)
 
-    def start(self, *command):
-        return subprocess.Popen(["wine", *command], env=self.variables)
+    def set_build(self, number):
+        """Sets Windows' build number before its first program starts."""
+        self.add_to_registry("system", CURRENT_VERSION, CurrentBuildNumber=str(number))
 
-    def run(self, *command):
+    def start(self, *command, **options):
+        return subprocess.Popen(["wine", *command], env=self.variables, **options)
+
+    def run(self, *command, **options):
         """Runs a program and everything that it starts; returns its exit status."""
-        status = self.start(*command).wait()
+        status = self.start(*command, **options).wait()
         subprocess.run(["wineserver", "-w"], env=self.variables)
         return status
 
@@ -104,7 +109,7 @@ class Pc(WinePrefix):
 
 class Installer(unittest.TestCase):
     def setUp(self):
-        shelf = packages.BUILD / "wine"
+        shelf = packages.BUILD / "wine-32-bit"
         shelf.mkdir(exist_ok=True)
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(dir=shelf)))
         display = self.enterContext(virtual_display())
@@ -144,6 +149,44 @@ class Installer(unittest.TestCase):
         paths = (path.relative_to(self.pc.drive) for path in self.pc.drive.rglob("*"))
         return {path for path in paths if "temp" not in (part.lower() for part in path.parts)}
 
+    def test_chosen_folder_is_protected_from_its_first_moment(self):
+        self.pc.variables["WINEDEBUG"] = "-all,+security"
+        loose = self.pc.drive / "Loose"
+        loose.mkdir()
+        loose.chmod(0o777)
+        for folder, made in (("Loose", ["Loose"]), (r"New\Nested", ["New", "New/Nested"])):
+            with open(self.folder / "trace.txt", "w+") as trace:
+                options = [packages.INSTALLER, "/S", rf"/D=C:\{folder}"]
+                self.assertEqual(self.pc.run(*options, stderr=trace), 0)
+                trace.seek(0)
+                self.assertIn(f'L"{PROTECTED}"', trace.read())
+            for path in made:
+                self.assertEqual((self.pc.drive / path).stat().st_mode, PROTECTED_MODE, path)
+
+    def test_folder_with_others_files_is_refused(self):
+        planted = self.pc.drive / "Configurator" / "Brelvix.dll"
+        planted.parent.mkdir()
+        planted.write_bytes(b"planted")
+        self.refuse(STATUS_FOLDER_TAKEN)
+        self.assertEqual(self.pc.files("Configurator"), {planted.name})
+
+    def test_windows_without_what_qt_needs_is_refused(self):
+        self.pc.set_build(OLDEST_BUILD - 1)
+        self.refuse(STATUS_WRONG_WINDOWS)
+        self.assertFalse((self.pc.drive / "Configurator").exists())
+
+    def test_installed_version_whose_uninstaller_does_not_start_stays(self):
+        self.install(packages.INSTALLER, f"/D={OTHER_FOLDER}")
+        (self.pc.drive / "Configurator" / UNINSTALLER).write_bytes(b"no program")
+        before = self.everything()
+        self.assertEqual(self.pc.run(packages.INSTALLER, "/S"), STATUS_NOT_REMOVED)
+        self.assertEqual(self.everything(), before)
+
+    def refuse(self, status):
+        """Checks that the installer ends with a status and registers nothing."""
+        self.assertEqual(self.pc.run(packages.INSTALLER, "/S", f"/D={OTHER_FOLDER}"), status)
+        self.assertEqual(self.pc.uninstall_values(), {})
+
     def test_upgrade_replaces_the_older_version_and_no_files_of_others(self):
         configuration = self.pc.drive / CONFIGURATION
         configuration.parent.mkdir(parents=True)
@@ -177,36 +220,24 @@ class Installer(unittest.TestCase):
         self.assertEqual(configuration.stat().st_mtime_ns, written)
         self.assertEqual(self.pc.files("Configurator"), {"Brelvix.dll"})
 
-    def test_maker_s_certificate_signs_installer_program_and_uninstaller(self):
-        certificate, key = make_certificate(self.folder)
-        names = {"ORVANTA_SIGNING_CERTIFICATE": str(certificate), "ORVANTA_SIGNING_KEY": str(key)}
-        with unittest.mock.patch.dict(os.environ, names):
-            make_packages(self.folder, "ZIP;NSIS")
-        installer = self.folder / packages.INSTALLER.name
-        shutil.unpack_archive(self.folder / packages.ZIP.name, self.folder)
-        self.install(installer)
-
-        installed = self.pc.drive / PROGRAM_FOLDER
-        for file in (
-            installer,
-            installed / packages.PROGRAM,
-            installed / UNINSTALLER,
-            self.folder / packages.NAME / packages.PROGRAM,
-        ):
-            self.assertTrue(is_signed(file, certificate), file)
-        self.assertFalse(is_signed(installed / "Qt6Core.dll", certificate))
+    def test_all_that_the_signed_installer_installs_is_signed(self):
+        self.install(SIGNED / packages.INSTALLER.name)
+        verify = ["osslsigncode", "verify", "-CAfile", SIGNED / "maker.pem", "-in"]
+        for file in (UNINSTALLER, *packages.RUNNABLE):
+            path = self.pc.drive / PROGRAM_FOLDER / file
+            self.assertEqual(subprocess.run([*verify, path], capture_output=True).returncode, 0, file)
         self.uninstall()
-        self.assertFalse(installed.exists())
+        self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
 
     def test_running_program_is_left_alone_and_makes_a_file(self):
         self.install(packages.INSTALLER, f"/D={OTHER_FOLDER}")
         self.pc.start("start", "/unix", self.pc.drive / START_MENU_ENTRY).wait()
         wait_for(self.pc.has_window, "the wizard's window")
 
-        self.assertEqual(self.pc.start(packages.INSTALLER, "/S").wait(), STATUS_REFUSED)
+        self.assertEqual(self.pc.start(packages.INSTALLER, "/S").wait(), STATUS_PROGRAM_RUNS)
         # With _?= the uninstaller does the work itself and tells how it ended.
         command = [rf"{OTHER_FOLDER}\{UNINSTALLER}", "/S", f"_?={OTHER_FOLDER}"]
-        self.assertEqual(self.pc.start(*command).wait(), STATUS_REFUSED)
+        self.assertEqual(self.pc.start(*command).wait(), STATUS_PROGRAM_RUNS)
         self.assertTrue(self.pc.has_window())
         self.assertEqual(self.pc.files("Configurator"), packages.FILES | {UNINSTALLER})
 
@@ -232,6 +263,10 @@ class InstallerFile(unittest.TestCase):
         _, image = portable_executable.resource(self.image, "RT_ICON")
         # An icon file is a directory of one image, 6 + 16 bytes, and the image.
         self.assertEqual(image, icon[22:])
+
+    def test_starts_on_32_bit_windows_to_say_what_is_missing(self):
+        machine = pefile.MACHINE_TYPE["IMAGE_FILE_MACHINE_I386"]
+        self.assertEqual(self.image.FILE_HEADER.Machine, machine)
 
     def test_manifest_asks_for_an_administrator(self):
         _, manifest = portable_executable.resource(self.image, "RT_MANIFEST")
