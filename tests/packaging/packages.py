@@ -14,6 +14,7 @@ NAME = f"OrvantaConfigurator-{VERSION}-win64"
 ZIP = PACKAGES / f"{NAME}.zip"
 INSTALLER = PACKAGES / f"{NAME}.exe"
 PROGRAM = "OrvantaConfigurator.exe"
+KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 
 FOLDER = pathlib.Path(__file__).parent
 FILES = set((FOLDER / "files.txt").read_text().split())

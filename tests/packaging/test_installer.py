@@ -20,7 +20,7 @@ os.environ["WINEDLLPATH"] = subprocess.check_output(packages.FOLDER / "wine-32-b
 sys.path += [str(packages.SOURCE / "simulator" / "wine"), str(packages.SOURCE / "tests" / "support")]
 from virtual_display import virtual_display  # noqa: E402
 from waiting import wait_for  # noqa: E402
-from wine_pc import WinePrefix, environment  # noqa: E402
+from wine_pc import WinePrefix, environment, windows_path  # noqa: E402
 
 STATUS_PROGRAM_RUNS = 2
 STATUS_WRONG_WINDOWS = 3
@@ -40,9 +40,10 @@ UNINSTALLER = "uninstall.exe"
 
 SIGNED = packages.BUILD / "signed"
 
-SHELL_FOLDERS = r"Software\Microsoft\Windows\CurrentVersion\Explorer\User Shell Folders"
-# Where a 32-bit program reads it.
-CURRENT_VERSION = r"Software\Wow6432Node\Microsoft\Windows NT\CurrentVersion"
+# Where 32-bit programs look.
+SOFTWARE = r"Software\Wow6432Node\Microsoft"
+CURRENT_VERSION = rf"{SOFTWARE}\Windows NT\CurrentVersion"
+SHELL_FOLDERS = rf"{SOFTWARE}\Windows\CurrentVersion\Explorer\User Shell Folders"
 
 PROTECTED = "O:BAG:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)"
 # What Wine makes of these rights.
@@ -231,6 +232,11 @@ class Installer(unittest.TestCase):
 
     def test_running_program_is_left_alone_and_makes_a_file(self):
         self.install(packages.INSTALLER, f"/D={OTHER_FOLDER}")
+        os.link(packages.KERNEL_LIBRARY, self.pc.drive / "Configurator" / "Brelvix.dll")
+        log = self.folder / "kernel.log"
+        self.pc.variables["ORVANTA_KERNEL_LOG"] = windows_path(log)
+        self.pc.variables["ORVANTA_SIMULATED_PC"] = windows_path(packages.SOURCE / "pcs" / "no-devices")
+        (self.pc.drive / "windows/system32/Brelvix.run64.sys").touch()
         self.pc.start("start", "/unix", self.pc.drive / START_MENU_ENTRY).wait()
         wait_for(self.pc.has_window, "the wizard's window")
 
@@ -239,10 +245,13 @@ class Installer(unittest.TestCase):
         command = [rf"{OTHER_FOLDER}\{UNINSTALLER}", "/S", f"_?={OTHER_FOLDER}"]
         self.assertEqual(self.pc.start(*command).wait(), STATUS_PROGRAM_RUNS)
         self.assertTrue(self.pc.has_window())
-        self.assertEqual(self.pc.files("Configurator"), packages.FILES | {UNINSTALLER})
+        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
+        self.assertEqual(self.pc.files("Configurator"), files)
 
         wait_for(self.is_wizard_over, "Return on each page to lead to the end")
         self.assertEqual((self.pc.drive / CONFIGURATION).read_bytes(), b"\n")
+        call = f'OV_openDriver("{os.environ["ORVANTA_CUSTOMER_ID"]}")'
+        self.assertEqual(log.read_text().splitlines()[0], call)
 
     def is_wizard_over(self):
         subprocess.run(["xdotool", "key", "Return"], env=self.pc.variables, check=True)
