@@ -1,6 +1,7 @@
 #pragma once
 
 #include "benchmarks/Phases.h"
+#include "tests/support/AdapterPageNames.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -57,7 +58,7 @@ public:
     WizardWalk(QWizard &wizard, int idleSeconds)
         : m_wizard(wizard),
           m_idleSeconds(idleSeconds),
-          m_loadingFrame(*wizard.findChild<QWidget *>("loading_frame"))
+          m_loadingFrame(*wizard.findChild<QWidget *>(loadingFrame))
     {
     }
 
@@ -76,7 +77,7 @@ public:
         idle("idle on the first page");
 
         // The page is of use once its lists are there.
-        show(*m_wizard.findChild<QListView *>("availableAdaptersList")->viewport(),
+        show(*m_wizard.findChild<QListView *>(availableList)->viewport(),
              [this] { m_wizard.next(); });
         endPhaseWithMemory("adapter page");
         idle("idle on the adapter page");

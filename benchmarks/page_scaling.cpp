@@ -9,6 +9,7 @@
 #include "platform/KernelApi.h"
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
+#include "tests/support/AdapterPageNames.h"
 #include "tests/support/TemporaryPc.h"
 
 #include <QApplication>
@@ -104,7 +105,7 @@ public:
     void finishSearch()
     {
         QThreadPool::globalInstance()->waitForDone();
-        const auto *frame = m_wizard.findChild<QWidget *>("loading_frame");
+        const auto *frame = m_wizard.findChild<QWidget *>(loadingFrame);
         measure("search finished", [&] {
             while (!frame->isHidden())
                 QApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -172,10 +173,10 @@ int main(int argc, char *argv[])
     page.finishSearch();
     if (areAllSaved)
         return 0;
-    page.click("createSingleLink", "availableAdaptersList", 1);
-    page.click("createDualLink", "availableAdaptersList", 2);
-    page.click("removeSingleLink", "singleLinkList", 1);
-    page.click("removeDualLink", "dualLinkList", 1);
-    page.click("clearSingleLink", "singleLinkList", 0);
-    page.click("clearDualLink", "dualLinkList", 0);
+    page.click(createSingleLink, availableList, 1);
+    page.click(createDualLink, availableList, 2);
+    page.click(removeSingleLink, singleList, 1);
+    page.click(removeDualLink, dualList, 1);
+    page.click(clearSingleLink, singleList, 0);
+    page.click(clearDualLink, dualList, 0);
 }
