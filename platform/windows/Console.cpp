@@ -16,8 +16,8 @@ namespace
 
 /// A standard stream and the number under which Windows keeps its handle.
 struct StandardStream {
-    std::FILE *file;
-    DWORD number;
+    std::FILE *file = nullptr;
+    DWORD number = 0;
     /// The handle that the program was started with. Null: the C library found the stream closed.
     HANDLE ownHandle = nullptr;
     /// The handle that stands there once Windows has attached the program.
