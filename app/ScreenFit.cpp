@@ -1,56 +1,40 @@
 #include "app/ScreenFit.h"
 
-#include <QListView>
+#include <QGuiApplication>
+#include <QRegion>
+#include <QResizeEvent>
 #include <QScreen>
-#include <QScrollBar>
-#include <QStyleOptionViewItem>
-#include <QWindowStateChangeEvent>
+#include <QWindow>
 #include <QWizard>
 
 #include <algorithm>
-#include <utility>
 
 namespace
 {
 
-constexpr Qt::WindowStates statesThatFillTheScreen = Qt::WindowMaximized | Qt::WindowFullScreen;
-
-/// Returns the height of a list that shows one row and its scroll bar.
-int heightOfOneRow(const QListView &list)
+/// Returns where the window of a wizard that is shown may be on its screen, without its frame.
+QRect roomFor(const QWizard &wizard)
 {
-    const int icon = list.style()->pixelMetric(QStyle::PM_ListViewIconSize, nullptr, &list);
-    QStyleOptionViewItem row;
-    row.initFrom(&list);
-    row.features = QStyleOptionViewItem::HasDisplay | QStyleOptionViewItem::HasDecoration;
-    row.decorationSize = QSize(icon, icon);
-    const QSize size = list.style()->sizeFromContents(QStyle::CT_ItemViewItem, &row, {}, &list);
-    return size.height() + list.horizontalScrollBar()->sizeHint().height() + 2 * list.frameWidth();
+    const QRect area = wizard.screen()->availableGeometry();
+    return area.marginsRemoved(wizard.windowHandle()->frameMargins());
+}
+
+/// Returns whether the screens together show all of a rectangle.
+bool isShown(const QRect &rect)
+{
+    QRegion hidden(rect);
+    for (const QScreen *screen : QGuiApplication::screens())
+        hidden -= screen->availableGeometry();
+    return hidden.isEmpty();
 }
 
 /// Returns the least height of the window that the current page asks for.
-int leastHeight(const QWizard &wizard)
+int wantedHeight(const QWizard &wizard)
 {
     const QWidget *content = wizard.currentPage();
     while (content->parentWidget() != &wizard)
         content = content->parentWidget();
     return content->minimumSizeHint().height();
-}
-
-/// Returns how much lower the lists on the current page may be than they ask for.
-int heightGivenAway(const QWizard &wizard)
-{
-    int height = 0;
-    for (const QListView *list : wizard.currentPage()->findChildren<QListView *>()) {
-        if (list->minimumHeight() > 0)
-            height += list->minimumSizeHint().height() - list->minimumHeight();
-    }
-    return height;
-}
-
-void letListsGiveWay(const QWizard &wizard, bool giveWay)
-{
-    for (QListView *list : wizard.currentPage()->findChildren<QListView *>())
-        list->setMinimumHeight(giveWay ? heightOfOneRow(*list) : 0);
 }
 
 } // namespace
@@ -61,44 +45,59 @@ ScreenFit::ScreenFit(QWizard &wizard) : m_wizard(wizard)
     // leaves the least height alone once somebody else has set it.
     wizard.setMinimumHeight(1);
     wizard.installEventFilter(this);
-    connect(&wizard, &QWizard::currentIdChanged, this, &ScreenFit::fit);
+    connect(&wizard, &QWizard::currentIdChanged, this, &ScreenFit::placeSoon);
 }
 
 bool ScreenFit::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::WindowStateChange) {
-        const auto &change = static_cast<const QWindowStateChangeEvent &>(*event);
-        m_isBeingRestored = change.oldState() & statesThatFillTheScreen;
-    }
-    // The other sizes that the window system tells come from the user's hand on the frame.
-    const bool isResize = event->type() == QEvent::Resize;
-    if (isResize && (!event->spontaneous() || std::exchange(m_isBeingRestored, false))) {
-        // The window system may still be about to tell the window's new place.
-        QMetaObject::invokeMethod(this, &ScreenFit::fit, Qt::QueuedConnection);
+    const QEvent::Type type = event->type();
+    if (type == QEvent::LayoutRequest || type == QEvent::NonClientAreaMouseButtonRelease)
+        fit();
+    if (type == QEvent::Resize && m_wizard.screen()) {
+        // The window system tells the user's sizes, too, and those of a window that is restored.
+        const QSize before = static_cast<QResizeEvent *>(event)->oldSize();
+        if (!event->spontaneous() || before == before.expandedTo(roomFor(m_wizard).size()))
+            placeSoon();
     }
     return QObject::eventFilter(watched, event);
 }
 
+void ScreenFit::placeSoon()
+{
+    m_isPlaceDue = true;
+    // Qt keeps one such event at most.
+    QCoreApplication::postEvent(&m_wizard, new QEvent(QEvent::LayoutRequest));
+}
+
 void ScreenFit::fit()
 {
-    const bool isEnding = !m_wizard.currentPage();
-    if (isEnding || !m_wizard.isVisible() || m_wizard.isMinimized())
+    const bool isInHand = m_isPlaceDue && QGuiApplication::mouseButtons() != Qt::NoButton;
+    if (isInHand || !m_wizard.currentPage() || !m_wizard.isVisible() || !m_wizard.screen())
         return;
-    const QRect area = m_wizard.screen()->availableGeometry();
-    const QSize room = area.size() - (m_wizard.frameGeometry().size() - m_wizard.size());
+    const QWindow &window = *m_wizard.windowHandle();
+    const auto once = Qt::UniqueConnection;
+    connect(&window, &QWindow::screenChanged, this, &ScreenFit::placeSoon, once);
+    connect(window.screen(), &QScreen::availableGeometryChanged, this, &ScreenFit::placeSoon, once);
 
-    const int wantedHeight = leastHeight(m_wizard) + heightGivenAway(m_wizard);
-    letListsGiveWay(m_wizard, wantedHeight > room.height());
-    m_wizard.setMinimumHeight(wantedHeight - heightGivenAway(m_wizard));
-    if (m_wizard.windowState() & statesThatFillTheScreen)
-        return;
+    // Otherwise the page would not ask yet for what its widgets ask for.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    const int wanted = wantedHeight(m_wizard);
+    QRect place(m_wizard.geometry().topLeft(), m_wizard.size().expandedTo({0, wanted}));
+    if (!isShown(place.marginsAdded(window.frameMargins()))) {
+        const QRect room = roomFor(m_wizard);
+        place.setSize(place.size().boundedTo(room.size()));
+        if (m_isPlaceDue || place.size() != m_wizard.size()) {
+            place.moveRight(std::min(place.right(), room.right()));
+            place.moveBottom(std::min(place.bottom(), room.bottom()));
+            place.moveLeft(std::max(place.left(), room.left()));
+            place.moveTop(std::max(place.top(), room.top()));
+        }
+    }
 
-    m_wizard.resize(m_wizard.size().expandedTo({0, wantedHeight}).boundedTo(room));
-    QRect place = m_wizard.frameGeometry();
-    place.moveRight(std::min(place.right(), area.right()));
-    place.moveBottom(std::min(place.bottom(), area.bottom()));
-    place.moveLeft(std::max(place.left(), area.left()));
-    place.moveTop(std::max(place.top(), area.top()));
-    if (place != m_wizard.frameGeometry())
-        m_wizard.move(place.topLeft());
+    const int least = std::min(wanted, place.height());
+    m_wizard.setMinimumHeight(std::min(m_wizard.minimumHeight(), least));
+    if (!(m_wizard.windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
+        m_wizard.setGeometry(place);
+    m_wizard.setMinimumHeight(least);
+    m_isPlaceDue = false;
 }

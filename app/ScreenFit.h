@@ -4,9 +4,10 @@
 
 class QWizard;
 
-/// Keeps a wizard's window, with its frame, within the available area of its screen wherever that
-/// is possible. It acts when the page or the size has changed, so that a window that the user moves
-/// is left alone. Where the area is too low for a page, the page's lists give way.
+/// Keeps a wizard's window, with its frame, on its screen wherever that is possible; lists take
+/// what height is left to them. It acts when the page or its needs, a size that the program sets,
+/// the screen or its available area has changed. What the user moves or resizes is left alone, and
+/// so is a window that all screens together show.
 class ScreenFit : public QObject
 {
 public:
@@ -18,8 +19,9 @@ protected:
 
 private:
     void fit();
+    void placeSoon();
 
     QWizard &m_wizard;
-    /// The window no longer fills the screen; its new size is still to come.
-    bool m_isBeingRestored = false;
+    /// The window may be moved, not only resized.
+    bool m_isPlaceDue = false;
 };
