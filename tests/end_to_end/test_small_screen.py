@@ -53,8 +53,8 @@ class SmallScreenTest(unittest.TestCase):
             wizard.wait_for_page(0)
         self.assertEqual(wizard.cancel(), 0)
         events.terminate()
-        told = events.communicate()[0]
-        self.assertLess(max(map(int, re.findall(r", height (\d+)", told))), HEIGHT)
+        heights = map(int, re.findall(r", height (\d+)", events.communicate()[0]))
+        self.assertLess(max(heights), HEIGHT)
 
 
 if __name__ == "__main__":
