@@ -7,7 +7,7 @@
 namespace
 {
 
-// The readers of the installation look here wherever the user's home lies, unlike the writer.
+// The readers of the installation look here wherever the user's home is, unlike the writer.
 constexpr auto configFolder = R"(C:\Users\Public\Documents\Fennory\PMT2\)";
 
 } // namespace

@@ -54,7 +54,7 @@ bool ScreenFit::eventFilter(QObject *watched, QEvent *event)
     if (type == QEvent::LayoutRequest || type == QEvent::NonClientAreaMouseButtonRelease)
         fit();
     if (type == QEvent::Resize && m_wizard.screen()) {
-        // The window system tells the user's sizes, too, and those of a window that is restored.
+        // The window system also reports sizes that the user chose, and that of a restored window.
         const QSize before = static_cast<QResizeEvent *>(event)->oldSize();
         if (!event->spontaneous() || before == before.expandedTo(roomFor(m_wizard).size()))
             placeSoon();

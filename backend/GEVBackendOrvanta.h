@@ -40,7 +40,7 @@ public:
     /// Returns the kernel's handle of the shared memory, 0 when there is none.
     std::uint32_t getSharedDataHandle() const { return m_sharedMemHandle; }
 
-    /// Returns the friendly name that the kernel knows for a device, else its description, else the
+    /// Returns the friendly name that the kernel knows for a device, or its description, or the
     /// identifier itself.
     std::string queryDeviceName(const std::string &identifier) const;
 

@@ -40,7 +40,7 @@ struct Json {
         return {file, QString("%1[%2]").arg(path).arg(index), value.toArray().at(index)};
     }
 
-    /// Tells the value, unless something else is given as found.
+    /// Reports the value, unless something else is given as found.
     [[noreturn]] void refuse(const QString &expected, QString found = {}) const
     {
         const QByteArray list = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);

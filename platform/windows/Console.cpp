@@ -20,7 +20,7 @@ struct StandardStream {
     DWORD number = 0;
     /// The handle that the program was started with. Null: the C library found the stream closed.
     HANDLE ownHandle = nullptr;
-    /// The handle that stands there once Windows has attached the program.
+    /// The handle that is there once Windows has attached the program.
     HANDLE attachedHandle = nullptr;
 };
 

@@ -56,7 +56,7 @@ QStringList machinePath()
 }
 
 /// Returns the first library that can be loaded: one of 32 bit may lie before it. Only folders are
-/// searched that administrators have chosen: a library that lies elsewhere is not the kernel's.
+/// searched that administrators have chosen: a library elsewhere is not the kernel's.
 HMODULE findLibrary()
 {
     wchar_t systemFolder[MAX_PATH] = {};

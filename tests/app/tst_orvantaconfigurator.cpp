@@ -60,7 +60,7 @@ public:
     {
         QFile::setPermissions(pc.configPath(), filePermissions);
         QFile::setPermissions(m_folder, readable);
-        // Temporary folders let nobody else in.
+        // Only the owner may use temporary folders.
         QFile::setPermissions(pc.path(".."), readable | QFileDevice::WriteOwner);
     }
     ~LockedConfigFolder() { QFile::setPermissions(m_folder, readable | QFileDevice::WriteOwner); }

@@ -120,7 +120,7 @@ QString bare(const QString &name)
     return "|" + name + "||-1|-1|0|0";
 }
 
-/// Has the next calls for the adapter list return these results; those behind them are answered as
+/// Has the next calls for the adapter list return these results; those after them are answered as
 /// usual. Each overflow reports the needed size.
 struct AdapterListCalls {
     explicit AdapterListCalls(const QList<ULONG> &results, ULONG neededSize = 20000)
@@ -292,7 +292,7 @@ void WindowsAdaptersTest::returnsTheCodeOfTheResult()
     QCOMPARE(enumeration.printed, QByteArray());
     QCOMPARE(calls.sizes.size(), callCount);
 
-    // The same list tells the status.
+    // The same list gives the status.
     calls.startOver();
     QCOMPARE(queryAdapterStatus("A"), code == 0 ? 1 : -1);
     QCOMPARE(calls.sizes.size(), callCount);

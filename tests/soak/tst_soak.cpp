@@ -52,7 +52,7 @@ private slots:
 private:
     void visit();
 
-    /// Whatever the process leaves behind for a while lies in a folder of its own.
+    /// Whatever the process leaves behind for a while is in a folder of its own.
     QTemporaryDir m_temporary;
 };
 

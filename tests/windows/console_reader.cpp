@@ -1,5 +1,5 @@
 // Starts a program from a console of its own, as a command prompt does, and ends with the program's
-// exit status. What the program left on the console goes to a file: each line behind the colour of
+// exit status. What the program left on the console goes to a file: each line after the colour of
 // its first character, as in "0C ERROR".
 //
 // Lines of standard input are typed into the console, but for these: "Ctrl+C" and "Ctrl+Break" are

@@ -64,7 +64,7 @@ ip link set Example-10G#4 up
 """
 UP, DOWN, UNKNOWN = "Link up", "Link down", "Link state unknown"
 
-# Without this service Windows tells nothing about its network adapters.
+# Without this service Windows reports nothing about its network adapters.
 ADAPTER_SERVICE = r"System\CurrentControlSet\Services\nsiproxy"
 
 

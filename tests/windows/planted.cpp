@@ -1,4 +1,4 @@
-// A library that leaves a mark wherever it is loaded: it stands under names that the program must
+// A library that leaves a mark wherever it is loaded: it has names that the program must
 // not load from where it was planted.
 
 #include <windows.h>
