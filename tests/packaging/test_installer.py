@@ -164,12 +164,15 @@ class Installer(unittest.TestCase):
             for path in made:
                 self.assertEqual((self.pc.drive / path).stat().st_mode, PROTECTED_MODE, path)
 
-    def test_folder_with_others_files_is_refused(self):
-        planted = self.pc.drive / "Configurator" / "Brelvix.dll"
-        planted.parent.mkdir()
-        planted.write_bytes(b"planted")
+    def test_folder_with_others_files_is_refused_but_not_among_programs(self):
+        for folder in "Configurator", PROGRAM_FOLDER:
+            (self.pc.drive / folder).mkdir()
+            (self.pc.drive / folder / "Brelvix.dll").write_bytes(b"others'")
         self.refuse(STATUS_FOLDER_TAKEN)
-        self.assertEqual(self.pc.files("Configurator"), {planted.name})
+        self.assertEqual(self.pc.files("Configurator"), {"Brelvix.dll"})
+        self.install()
+        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), files)
 
     def test_windows_without_what_qt_needs_is_refused(self):
         self.pc.set_build(OLDEST_BUILD - 1)
