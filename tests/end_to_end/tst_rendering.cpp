@@ -2,6 +2,7 @@
 // for a person to look at.
 
 #include "tests/support/GuiTest.h"
+#include "tests/support/HeldUpKernel.h"
 #include "tests/support/WizardFixture.h"
 
 #include <QAbstractButton>
@@ -65,10 +66,12 @@ void RenderingTest::cutsNoTextOff()
 {
     m_pc = std::make_unique<TemporaryPc>(PCS_FOLDER "/lamps");
     WizardUser &user = start();
+    HeldUpKernel kernel;
     check("introduction");
 
     user.press(QWizard::NextButton);
     check("search");
+    kernel.letGo();
     user.waitForSearch();
     user.click(availableList, 0);
     user.click(singleList, 0);
