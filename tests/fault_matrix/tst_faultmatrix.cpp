@@ -59,12 +59,16 @@ template <typename Function>
 auto failureResult(const Function &entry, [[maybe_unused]] std::uint32_t code)
 {
     using Result = typename decltype(entry.function)::result_type;
+    constexpr bool isKernelOperation = requires
+    {
+        entry.ordinal;
+    };
+    constexpr bool returnsCode =
+        isKernelOperation ||
+        std::is_same_v<Function, decltype(platform::WindowsApi::GetAdaptersAddresses)>;
     if constexpr (std::is_same_v<Result, HANDLE>)
         return INVALID_HANDLE_VALUE;
-    else if constexpr (std::is_same_v<Function,
-                                      decltype(platform::WindowsApi::GetAdaptersAddresses)>)
-        return static_cast<Result>(code);
-    else if constexpr (requires { entry.ordinal; })
+    else if constexpr (returnsCode)
         return static_cast<Result>(code);
     else
         return Result{0};
