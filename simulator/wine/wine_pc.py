@@ -119,6 +119,8 @@ def registry_entry(name, value):
         return f'"{name}"=str(7):"{registry_text("".join(text + chr(0) for text in value))}"\n'
     if isinstance(value, int):
         return f'"{name}"=dword:{value:08x}\n'
+    if "%" in value:
+        return f'"{name}"=str(2):"{registry_text(value)}"\n'
     return f'"{name}"="{registry_text(value)}"\n'
 
 

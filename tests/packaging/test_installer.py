@@ -35,8 +35,9 @@ START_MENU_ENTRY = START_MENU / "Orvanta Configurator.lnk"
 GUIDE_ENTRY = START_MENU / "Orvanta Configurator Guide.lnk"
 CONFIGURATION_FOLDER = pathlib.PurePath("users", "Public", "Documents", "Fennory", "PMT2")
 CONFIGURATION = CONFIGURATION_FOLDER / "orvanta_config.txt"
-UNINSTALL_KEY = r"Software\Microsoft\Windows\CurrentVersion\Uninstall\OrvantaConfigurator"
+UNINSTALL_KEY = r"HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\OrvantaConfigurator"
 UNINSTALLER = "uninstall.exe"
+INSTALLED_FILES = packages.FILES | {UNINSTALLER}
 
 SIGNED = packages.BUILD / "signed"
 
@@ -50,18 +51,7 @@ PROTECTED = "O:BAG:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)"
 PROTECTED_MODE = 0o40750
 
 OLD_VERSION = "3.1.0"
-OLD_FILE = "only-in-the-old-version.txt"
 USERS_CONNECTIONS = b"DEVICE-A\r\nDEVICE-B;DEVICE-C\r\n"
-
-
-def make_packages(folder, generators, **variables):
-    """Makes packages in a folder, with some of CPack's variables changed."""
-    variables |= {"CPACK_PACKAGE_DIRECTORY": folder, "CPACK_NSIS_COMPRESSOR": "zlib"}
-    definitions = [part for name, value in variables.items() for part in ("-D", f"{name}={value}")]
-    subprocess.run(
-        ["cpack", "--config", packages.BUILD / "CPackConfig.cmake", "-G", generators, *definitions],
-        check=True, stdout=subprocess.DEVNULL,
-    )
 
 
 class Pc(WinePrefix):
@@ -98,14 +88,9 @@ class Pc(WinePrefix):
 
     def uninstall_values(self):
         """Returns the values by which Windows lists the program among the installed ones."""
-        key = re.escape(UNINSTALL_KEY.replace("\\", "\\\\"))
-        text = (self.prefix / "system.reg").read_text(encoding="utf-8", errors="replace")
-        section = re.search(rf"^\[{key}\].*\n((?:[^\n\[].*\n)*)", text, re.MULTILINE)
-        if not section:
-            return {}
-        # Quotation marks and backslashes are escaped.
-        values = re.findall(r'^"(\w+)"="(.*)"$', section[1], re.MULTILINE)
-        return {name: re.sub(r"\\(.)", r"\1", value) for name, value in values}
+        streams = {"stdout": subprocess.PIPE, "stderr": subprocess.DEVNULL, "text": True}
+        listed, _ = self.start("reg", "query", UNINSTALL_KEY, **streams).communicate()
+        return dict(re.findall(r"^ +(\w+) +REG_SZ +(.*)$", listed, re.MULTILINE))
 
 
 class Installer(unittest.TestCase):
@@ -126,15 +111,14 @@ class Installer(unittest.TestCase):
         before = self.everything()
         self.install()
 
-        self.assertEqual(self.pc.files(PROGRAM_FOLDER), packages.FILES | {UNINSTALLER})
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), INSTALLED_FILES)
         self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
-        guide = rf"C:\{pathlib.PureWindowsPath(PROGRAM_FOLDER)}\guide.html"
-        self.assertIn(guide.encode(), (self.pc.drive / GUIDE_ENTRY).read_bytes())
+        folder = r"C:\Program Files\Orvanta Configurator"
+        self.assertIn(rf"{folder}\guide.html".encode(), (self.pc.drive / GUIDE_ENTRY).read_bytes())
         self.assertTrue((self.pc.drive / CONFIGURATION_FOLDER).is_dir())
         self.assertEqual(self.pc.files(CONFIGURATION_FOLDER), set())
 
         values = self.pc.uninstall_values()
-        folder = r"C:\Program Files\Orvanta Configurator"
         self.assertEqual(values["DisplayName"], "Orvanta Configurator")
         self.assertEqual(values["DisplayVersion"], packages.VERSION)
         self.assertEqual(values["InstallLocation"], folder)
@@ -171,8 +155,7 @@ class Installer(unittest.TestCase):
         self.refuse(STATUS_FOLDER_TAKEN)
         self.assertEqual(self.pc.files("Configurator"), {"Brelvix.dll"})
         self.install()
-        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
-        self.assertEqual(self.pc.files(PROGRAM_FOLDER), files)
+        self.assertEqual(self.pc.files(PROGRAM_FOLDER), INSTALLED_FILES | {"Brelvix.dll"})
 
     def test_windows_without_what_qt_needs_is_refused(self):
         self.pc.set_build(OLDEST_BUILD - 1)
@@ -196,25 +179,20 @@ class Installer(unittest.TestCase):
         configuration.parent.mkdir(parents=True)
         configuration.write_bytes(USERS_CONNECTIONS)
         written = configuration.stat().st_mtime_ns
-        extra = self.folder / "extra"
-        extra.mkdir()
-        (extra / OLD_FILE).write_text("old\n")
-        make_packages(
-            self.folder,
-            "NSIS",
-            CPACK_PACKAGE_VERSION=OLD_VERSION,
-            CPACK_PACKAGE_FILE_NAME="old",
-            CPACK_INSTALLED_DIRECTORIES=f"{extra};licenses",
-        )
+        # The old version has files that the new one has not, those of this test's folder.
+        cpack = ["cpack", "--config", packages.BUILD / "CPackConfig.cmake", "-G", "NSIS"]
+        cpack += ["-D", f"CPACK_PACKAGE_DIRECTORY={self.folder}", "-D", "CPACK_PACKAGE_FILE_NAME=old"]
+        cpack += ["-D", f"CPACK_PACKAGE_VERSION={OLD_VERSION}", "-D", "CPACK_NSIS_COMPRESSOR=zlib"]
+        cpack += ["-D", f"CPACK_INSTALLED_DIRECTORIES={packages.FOLDER};licenses"]
+        subprocess.run(cpack, check=True, stdout=subprocess.DEVNULL)
 
         self.install(self.folder / "old.exe", f"/D={OTHER_FOLDER}")
-        self.assertIn(f"licenses/{OLD_FILE}", self.pc.files("Configurator"))
+        self.assertIn("licenses/files.txt", self.pc.files("Configurator"))
         self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], OLD_VERSION)
         (self.pc.drive / "Configurator" / "Brelvix.dll").write_bytes(b"kernel")
 
         self.install()
-        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
-        self.assertEqual(self.pc.files("Configurator"), files)
+        self.assertEqual(self.pc.files("Configurator"), INSTALLED_FILES | {"Brelvix.dll"})
         self.assertFalse((self.pc.drive / PROGRAM_FOLDER).exists())
         self.assertEqual(self.pc.uninstall_values()["DisplayVersion"], packages.VERSION)
         self.assertTrue((self.pc.drive / START_MENU_ENTRY).is_file())
@@ -248,8 +226,7 @@ class Installer(unittest.TestCase):
         command = [rf"{OTHER_FOLDER}\{UNINSTALLER}", "/S", f"_?={OTHER_FOLDER}"]
         self.assertEqual(self.pc.start(*command).wait(), STATUS_PROGRAM_RUNS)
         self.assertTrue(self.pc.has_window())
-        files = packages.FILES | {UNINSTALLER, "Brelvix.dll"}
-        self.assertEqual(self.pc.files("Configurator"), files)
+        self.assertEqual(self.pc.files("Configurator"), INSTALLED_FILES | {"Brelvix.dll"})
 
         wait_for(self.is_wizard_over, "Return on each page to lead to the end")
         self.assertEqual((self.pc.drive / CONFIGURATION).read_bytes(), b"\n")

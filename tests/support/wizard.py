@@ -82,13 +82,7 @@ class Wizard:
             return None
 
     def windows(self):
-        """Returns the visible windows."""
         return self.observed("windows") or []
-
-    def resources(self):
-        """Returns what the program held when its windows changed last: its memory in bytes, and how
-        many handles, threads, GDI objects and closed standard handles."""
-        return self.observed("resources")
 
     def window(self, class_name):
         """Returns the visible window of a class, or None."""
@@ -132,10 +126,6 @@ class Wizard:
         buttons = [widget for widget in wizard["widgets"] if widget["class"].endswith("Button")]
         parts = [(WIZARD, wizard["frame"]), *((each["text"], each["place"]) for each in buttons)]
         return [text for text, place in parts if around([whole, place]) != whole]
-
-    def is_enabled(self, name):
-        widget = self.widget(name)
-        return bool(widget) and widget["enabled"]
 
     def focused(self):
         """Returns the object name of the widget that has the focus, or None."""
@@ -198,35 +188,32 @@ class Wizard:
 
     def click(self, name):
         """Clicks the enabled widget with an object name."""
-        wait_for(lambda: self.is_enabled(name), f"{name} to be enabled")
-        self._click(self.widget(name)["place"])
+
+        def enabled():
+            return [each for each in self.widgets() if each["name"] == name and each["enabled"]]
+
+        self._click(wait_for(enabled, f"{name} to be enabled")[0]["place"])
 
     def click_button(self, text):
         self._click(wait_for(lambda: self.button(text), f"a button {text!r}")["place"])
 
     def click_row(self, list_name, text):
         """Clicks the row with a text and waits until its selection has changed."""
-        self.scroll_to(list_name, text)
-        row = self.rows(list_name)[self.texts(list_name).index(text)]
-        was_selected = row["selected"]
-        self._click(row["place"])
-        wait_for(
-            lambda: (text in self.selected_texts(list_name)) != was_selected,
-            f"the click to reach {text!r}",
-        )
+        before = self.selected_texts(list_name)
+        self._click(self.scroll_to(list_name, text))
+        wait_for(lambda: self.selected_texts(list_name) != before, f"the click to reach {text!r}")
 
     def scroll_to(self, list_name, text):
-        """Turns the mouse wheel over a list until the row with a text is on the screen."""
-        rows = self.rows(list_name)
+        """Turns the mouse wheel until the row with a text is on the screen; returns its place."""
         wanted = self.texts(list_name).index(text)
-        while not rows[wanted]["place"]:
-            first = next(index for index, row in enumerate(rows) if row["place"])
-            x, y = center(self.widget(list_name)["place"])
-            wheel = WHEEL_UP if wanted < first else WHEEL_DOWN
-            self._xdotool("mousemove", str(x), str(y), "click", wheel)
-            before = rows
-            wait_for(lambda: self.rows(list_name) != before, f"{list_name} to scroll")
+        while True:
             rows = self.rows(list_name)
+            if rows[wanted]["place"]:
+                return rows[wanted]["place"]
+            first = next(index for index, row in enumerate(rows) if row["place"])
+            x, y = map(str, center(self.widget(list_name)["place"]))
+            self._xdotool("mousemove", x, y, "click", WHEEL_UP if wanted < first else WHEEL_DOWN)
+            wait_for(lambda: self.rows(list_name) != rows, f"{list_name} to scroll")
 
     # Steps
 
@@ -316,13 +303,11 @@ def on_desktop(build_folder, pc_folder, folder, picture_prefix):
     """Starts the program of a build on this machine's display; `folder` is for what the observer
     writes."""
     observed_file = folder / "windows.json"
-    process = subprocess.Popen(
-        [build_folder / "app" / "OrvantaConfigurator"],
-        env={
-            **os.environ,
-            "ORVANTA_SIMULATED_PC": pc_folder,
-            "QT_PLUGIN_PATH": observer_plugins(build_folder),
-            **observer_variables(observed_file),
-        },
-    )
+    variables = {
+        **os.environ,
+        "ORVANTA_SIMULATED_PC": pc_folder,
+        "QT_PLUGIN_PATH": observer_plugins(build_folder),
+        **observer_variables(observed_file),
+    }
+    process = subprocess.Popen([build_folder / "app" / "OrvantaConfigurator"], env=variables)
     return Wizard(process, observed_file, os.environ["DISPLAY"], picture_prefix)

@@ -12,9 +12,10 @@ import pefile
 import end_to_end
 from end_to_end import AVAILABLE, BUILD, CLOSE_DRIVER_CALL, KERNEL_LIBRARY, TWO_CARDS
 from waiting import wait_for
-from wine_pc import registry_text, windows_path
+from wine_pc import windows_path
 
 TOOLS = BUILD / "tests" / "windows"
+PROGRAM = r"C:\Program Files\Orvanta Configurator\OrvantaConfigurator.exe"
 KERNEL_LIBRARY_WITHOUT_182 = TOOLS / "without-182" / "Brelvix.dll"
 
 OPEN_DRIVER = "OV_openDriver(customerNr)"
@@ -30,8 +31,7 @@ REPORT = [
     "The licence has expired.",
 ]
 REFUSAL = {"errorName": "EXAMPLE_REFUSED", "errorText": REPORT[2]}
-MACHINE = ("system", "System\\\\CurrentControlSet\\\\Control\\\\Session Manager\\\\Environment")
-USER = ("user", "Environment")
+MACHINE = r"System\CurrentControlSet\Control\Session Manager\Environment"
 
 
 class ConsoleAndLibrary(end_to_end.EndToEnd):
@@ -40,10 +40,6 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.printed = self.folder / "printed.txt"
         command = [TOOLS / f"{tool}.exe", windows_path(self.printed), *arguments]
         return self.start(command=command, stdin=subprocess.PIPE, text=True)
-
-    @property
-    def program(self):
-        return windows_path(self.program_folder / "OrvantaConfigurator.exe")
 
     def tell(self, wizard, *lines):
         for line in lines:
@@ -54,19 +50,11 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         box = "Orvanta Search Error", f"[ERROR]: {message}"
         self.assertEqual(wizard.answer_message_box(), box)
 
-    def set_variables(self, place, **values):
-        """Writes variables into the machine's or the user's environment."""
-        file, key = place
-        with open(self.pc.prefix / f"{file}.reg", "a", encoding="ascii") as registry:
-            registry.write(f"\n[{key}] 0\n")
-            for name, value in values.items():
-                registry.write(f'"{name}"=str(2):"{registry_text(value)}"\n')
-
     def test_debug_output_and_report_reach_the_console(self):
         self.prepare("two-cards-empty", KERNEL_LIBRARY_WITHOUT_182, kernel=REFUSAL)
-        wizard = self.start_by("console_reader", self.program)
+        wizard = self.start_by("console_reader", PROGRAM)
         self.expect_failure(wizard, NO_INFORMATION)
-        self.assertEqual(wizard.resources()["closed standard handles"], 0)
+        self.assertEqual(wizard.observed("resources")["closed standard handles"], 0)
         self.assertEqual(wizard.cancel(), 0)
         lines = self.printed.read_text().splitlines()
         first = lines.index(f"02 {ORDINAL_MISSING}")
@@ -79,7 +67,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.prepare("no-driver-saved")
         for console in [], ["console"]:
             with self.subTest(console):
-                wizard = self.start_by("debugger", self.program, *console)
+                wizard = self.start_by("debugger", PROGRAM, *console)
                 for _ in range(2):
                     wizard.open_adapters()
                     box = "Orvanta not found. Please install the Orvanta drivers."
@@ -92,7 +80,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
 
     def test_neither_keys_nor_closing_the_console_end_the_program(self):
         self.prepare("slow-kernel")
-        wizard = self.start_by("console_reader", self.program)
+        wizard = self.start_by("console_reader", PROGRAM)
         wizard.wait_for_page(0)
         wizard.press_keys("Return")
         wait_for(self.kernel_calls, "the driver to be opened")
@@ -141,57 +129,47 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         for folder in self.folder, planted:
             self.plant(folder)
         lure = windows_path(planted)
-        self.set_variables(USER, PATH=lure, LURE=lure)
+        self.pc.add_to_registry("user", "Environment", PATH=lure, LURE=lure)
         refused = f".;planted;{lure[2:]};\\\\?\\{lure};\\\\.\\{lure};%LURE%;{lure}%LURE%"
-        self.set_variables(
-            MACHINE,
-            PATH=f"%SystemRoot%\\system32;{refused};%MAKER%\\bin;{lure}",
-            MAKER=windows_path(maker.parent),
-        )
+        path = f"%SystemRoot%\\system32;{refused};%MAKER%\\bin;{lure}"
+        self.pc.add_to_registry("system", MACHINE, PATH=path, MAKER=windows_path(maker.parent))
+        # A plugin of other software, which is built for a Qt of its own.
+        plugin = planted / "platforms" / "qwindows.dll"
+        own = (self.program_folder / "platforms" / plugin.name).read_bytes()
+        plugin.write_bytes(own.replace(b"Qt6Gui.dll", b"Qt0Gui.dll"))
         mark = self.folder / "mark"
-        variables = {"ORVANTA_PLANTED_MARK": windows_path(mark), "WINEPATH": lure}
+        variables = {
+            "ORVANTA_PLANTED_MARK": windows_path(mark),
+            "WINEPATH": lure,
+            "QT_PLUGIN_PATH": lure,
+            "QT_QPA_PLATFORM_PLUGIN_PATH": windows_path(plugin.parent),
+            "QT_DEBUG_PLUGINS": "1",
+        }
         wizard = self.start(variables=variables)
         wizard.open_adapters()
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
         self.assertEqual(wizard.cancel(), 0)
         self.assertFalse(mark.exists())
-
-        # The same libraries are loaded by a program that takes them from there.
-        self.pc.start(
-            ["rundll32", "Qt6Core.dll,Planted"], variables=variables, cwd=self.folder
-        ).wait()
-        self.assertTrue(mark.exists())
-
-    def test_a_plugin_of_other_software_is_left_alone(self):
-        self.prepare("two-cards-empty")
-        plugin = self.folder / "other" / "platforms" / "qwindows.dll"
-        plugin.parent.mkdir(parents=True)
-        own = (self.program_folder / "platforms" / plugin.name).read_bytes()
-        plugin.write_bytes(own.replace(b"Qt6Gui.dll", b"Qt0Gui.dll"))
-        folders = {
-            "QT_PLUGIN_PATH": windows_path(plugin.parents[1]),
-            "QT_QPA_PLATFORM_PLUGIN_PATH": windows_path(plugin.parent),
-        }
-        wizard = self.start(variables={**folders, "QT_DEBUG_PLUGINS": "1"})
-        wizard.wait_for_page(0)
-        self.assertEqual(wizard.cancel(), 0)
         # Qt tells in which folders it has looked.
         looked_for = self.messages_file.read_text()
         self.assertIn("Orvanta Configurator/platforms", looked_for)
-        self.assertNotIn("other", looked_for)
+        self.assertNotIn("planted", looked_for)
+
+        # The same libraries are loaded by a program that takes them from there.
+        command = ["rundll32", "Qt6Core.dll,Planted"]
+        self.pc.start(command, variables=variables, cwd=self.folder).wait()
+        self.assertTrue(mark.exists())
 
     def test_a_missing_library_is_looked_for_again(self):
         self.prepare("two-cards-empty", kernel_library=False)
         other, maker = self.folder / "other", self.folder / "maker"
         path = f"%SystemRoot%;{windows_path(other)};{windows_path(maker)}"
-        self.set_variables(MACHINE, PATH=path)
+        self.pc.add_to_registry("system", MACHINE, PATH=path)
         wizard = self.start()
         self.expect_failure(wizard)
-        self.assertEqual(
-            self.output_file.read_bytes().decode(),
-            "ERROR (0000007E = '') -\r\n"
-            f"  {OPEN_DRIVER}: {NO_DRIVER}: Error running command {OPEN_DRIVER}\r\n",
-        )
+        line = f"  {OPEN_DRIVER}: {NO_DRIVER}: Error running command {OPEN_DRIVER}"
+        report = self.output_file.read_bytes().decode()
+        self.assertEqual(report.split("\r\n"), ["ERROR (0000007E = '') -", line, ""])
         wizard.press_keys("alt+b")
 
         # The first one that is found is of 32 bit, the second one lacks an operation.
