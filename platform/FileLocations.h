@@ -9,7 +9,7 @@
 namespace platform
 {
 
-/// Where the program's fixed Windows paths and the user's home folder lie on this system.
+/// Where the program's fixed Windows paths and the user's home folder are on this system.
 struct FileLocations {
     /// Returns the path under which a file with a fixed Windows path is opened: the path itself on
     /// Windows, a path in the simulated PC's folder elsewhere. Narrow text in the local encoding.
@@ -28,7 +28,7 @@ inline FileLocations &fileLocations()
 }
 
 /// Reads a line of a file that is open in text mode, as Windows does: a carriage return before the
-/// line feed goes, and 0x1A ends the text. On Windows itself the file does so by its mode.
+/// line feed goes, and 0x1A ends the text. On Windows itself, text mode does this.
 inline void readTextLine(std::istream &file, std::string &line)
 {
     std::getline(file, line);

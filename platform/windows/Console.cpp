@@ -18,7 +18,7 @@ namespace
 struct StandardStream {
     std::FILE *file = nullptr;
     DWORD number = 0;
-    /// The handle that the program was started with. Null: the C library found the stream closed.
+    /// The handle that the program was started with, null for a closed one.
     HANDLE ownHandle = nullptr;
     /// The handle that is there once Windows has attached the program.
     HANDLE attachedHandle = nullptr;
@@ -33,7 +33,7 @@ QtMessageHandler printDirectly = nullptr;
 // Never destroyed: where the terminate handler ends the process, a search may still print.
 std::recursive_mutex &mutex = *new std::recursive_mutex;
 
-/// Ctrl+C and Ctrl+Break are meant for others. When the console is closed, Windows ends the program
+/// Ctrl+C and Ctrl+Break are ignored. When the console is closed, Windows ends the program
 /// once this has returned, or some seconds later: those are left to the kernel session.
 BOOL WINAPI handleControlEvent(DWORD event)
 {
@@ -44,7 +44,7 @@ BOOL WINAPI handleControlEvent(DWORD event)
 
 void attach()
 {
-    // A console that is gone does not come back: its number may be another one's by then.
+    // A console that is gone does not come back: another process may have its number.
     consoleExists = consoleExists && AttachConsole(ATTACH_PARENT_PROCESS);
     if (!consoleExists)
         return;
@@ -67,11 +67,11 @@ void detach()
             std::freopen("NUL", "w", stream.file);
         SetStdHandle(stream.number, stream.attachedHandle);
     }
-    // It closes the handles that Windows opened, and leaves them there.
+    // Windows closes what it opened for null handles, but leaves the values there.
     FreeConsole();
     SetStdHandle(STD_INPUT_HANDLE, nullptr);
     for (const StandardStream &stream : streams)
-        SetStdHandle(stream.number, stream.ownHandle);
+        SetStdHandle(stream.number, nullptr);
 }
 
 void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
@@ -88,10 +88,11 @@ void connectStandardStreams()
 {
     // Windows attaches no windowed program, but Wine does.
     FreeConsole();
+    SetStdHandle(STD_INPUT_HANDLE, nullptr);
     for (StandardStream &stream : streams) {
         const HANDLE handle = GetStdHandle(stream.number);
         stream.ownHandle = GetFileType(handle) == FILE_TYPE_UNKNOWN ? nullptr : handle;
-        SetStdHandle(stream.number, stream.ownHandle);
+        SetStdHandle(stream.number, nullptr);
     }
     qputenv("QT_FORCE_STDERR_LOGGING", "1");
     printDirectly = qInstallMessageHandler(printMessage);

@@ -3,8 +3,8 @@
 #include "platform/WindowsTypes.h"
 #include "platform/windows/Start.h"
 
-#include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QStringList>
 #include <QtDebug>
 
@@ -55,13 +55,16 @@ QStringList machinePath()
     return folders;
 }
 
-/// Returns the first library that can be loaded: one of 32 bit may lie before it. Only folders are
+/// Returns the first library that can be loaded: a 32-bit one may come first. Only folders are
 /// searched that administrators have chosen: a library elsewhere is not the kernel's.
 HMODULE findLibrary()
 {
+    // Qt no longer tells the program's folder when a search outlives the window.
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
     wchar_t systemFolder[MAX_PATH] = {};
     GetSystemDirectoryW(systemFolder, MAX_PATH);
-    const QStringList folders = {QCoreApplication::applicationDirPath(),
+    const QStringList folders = {QFileInfo(QString::fromWCharArray(program)).absolutePath(),
                                  QString::fromWCharArray(systemFolder)};
     for (const QDir folder : folders + machinePath()) {
         if (!folder.exists("Brelvix.dll"))
@@ -71,8 +74,9 @@ HMODULE findLibrary()
                 LoadLibraryExW(file.toStdWString().c_str(), nullptr,
                                LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32))
             return module;
+        const DWORD error = GetLastError();
         qDebug("platform::kernelApi(): %s cannot be loaded, error %lu.", qUtf8Printable(file),
-               GetLastError());
+               error);
     }
     qDebug("platform::kernelApi(): Brelvix.dll cannot be loaded, error %ld.", ERROR_MOD_NOT_FOUND);
     return nullptr;
@@ -114,7 +118,7 @@ void bindKernelLibrary()
 {
     const auto *address = addresses.data();
     kernelApi().forEach([&](auto &operation) { bind(operation, *address++); });
-    // Windows itself is not to show a box about a file that cannot be loaded.
+    // Keep Windows from showing a box about a file that cannot be loaded.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
     // A search begins by opening the driver.
     auto &openDriver = kernelApi().OV_openDriver.function;
