@@ -272,16 +272,19 @@ class Wizard:
         return self.wait_for_end()
 
     def wait_for_end(self):
-        """Returns the exit status."""
         return self.process.wait(PATIENCE_SECONDS)
 
     def keep_picture(self, name, *widgets):
         """Saves a picture of widgets, which are given by their names, or of the window in front."""
         front = wait_for(self.active_window, "an active window")
-        places = [self.widget(widget)["place"] for widget in widgets]
-        place = around(places, margin=5) if widgets else self.window(front)["frame"]
-        wait_for(lambda: self._is_drawn(place), f"{name} on the screen")
-        self._import(place, f"{self.picture_prefix}-{name}.png")
+
+        def place():
+            # The window may still be moved.
+            places = [self.widget(widget)["place"] for widget in widgets]
+            return around(places, margin=5) if widgets else self.window(front)["frame"]
+
+        wait_for(lambda: self._is_drawn(place()), f"{name} on the screen")
+        self._import(place(), f"{self.picture_prefix}-{name}.png")
 
     def _is_drawn(self, place):
         """A window is drawn some time after it is shown."""
