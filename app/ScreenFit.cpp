@@ -1,6 +1,7 @@
 #include "app/ScreenFit.h"
 
 #include <QGuiApplication>
+#include <QLayout>
 #include <QRegion>
 #include <QResizeEvent>
 #include <QScreen>
@@ -28,12 +29,17 @@ bool isShown(const QRect &rect)
     return hidden.isEmpty();
 }
 
-/// Returns the least height of the window that the current page asks for.
+/// Returns the least height of the window that the current page asks for by now.
 int wantedHeight(const QWizard &wizard)
 {
-    const QWidget *content = wizard.currentPage();
-    while (content->parentWidget() != &wizard)
+    QWidget *content = wizard.currentPage();
+    // By itself, each layout would learn a turn later what those within it ask for.
+    const QList<QLayout *> layouts = content->findChildren<QLayout *>();
+    std::for_each(layouts.rbegin(), layouts.rend(), [](QLayout *layout) { layout->activate(); });
+    while (content->parentWidget() != &wizard) {
         content = content->parentWidget();
+        content->layout()->activate();
+    }
     return content->minimumSizeHint().height();
 }
 
@@ -79,8 +85,6 @@ void ScreenFit::fit()
     connect(&window, &QWindow::screenChanged, this, &ScreenFit::placeSoon, once);
     connect(window.screen(), &QScreen::availableGeometryChanged, this, &ScreenFit::placeSoon, once);
 
-    // Otherwise the page would not ask yet for what its widgets ask for.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
     const int wanted = wantedHeight(m_wizard);
     QRect place(m_wizard.geometry().topLeft(), m_wizard.size().expandedTo({0, wanted}));
     if (!isShown(place.marginsAdded(window.frameMargins()))) {

@@ -92,6 +92,8 @@ private slots:
     void leavesAloneWhatTheScreensShowTogether();
     void fitsAfterChange_data();
     void fitsAfterChange();
+    void followsThePage();
+    void waitsForTheWindow();
     void waitsUntilTheHandLetsGo();
     void isNoLowerThanThePage();
     void shrinksPageInMaximizedWindow();
@@ -194,6 +196,9 @@ void ScreenFitTest::leavesTheWindowToTheUser()
     run.moveTo(partlyOffScreen);
     // Past the wizard, as the window system does it.
     run.wizard.windowHandle()->resize(670, 630);
+    QTRY_COMPARE(run.wizard.size(), QSize(670, 630));
+    QCoreApplication::processEvents();
+    QCOMPARE(run.place(), partlyOffScreen);
     run.wizard.showMinimized();
     run.wizard.showNormal();
     run.user.find<QWidget>("loading_frame").show();
@@ -246,6 +251,35 @@ void ScreenFitTest::fitsAfterChange()
     QTRY_VERIFY(run.isWithinArea());
 }
 
+void ScreenFitTest::followsThePage()
+{
+    WizardOnScreen run("1280x720");
+    run.user.goToAdapters();
+    QTRY_COMPARE(run.wizard.minimumHeight(), 567);
+    run.wizard.resize(660, 567);
+    run.moveTo({17, 150});
+
+    auto &loadingFrame = run.user.find<QWidget>("loading_frame");
+    loadingFrame.show();
+    QTRY_COMPARE(run.wizard.height(), 617);
+    QVERIFY(run.isWithinArea());
+
+    // The layouts have not told the window yet when something else has it fitted.
+    loadingFrame.hide();
+    emit run.wizard.screen()->availableGeometryChanged(QRect());
+    QCoreApplication::sendPostedEvents(&run.wizard, QEvent::LayoutRequest);
+    QCOMPARE(run.wizard.minimumHeight(), 567);
+}
+
+void ScreenFitTest::waitsForTheWindow()
+{
+    RunningWizard run(SimulatedPc::load(PCS_FOLDER "/two-cards-empty"));
+    const ScreenFit screenFit(run.wizard);
+    run.wizard.restart();
+    QCoreApplication::processEvents();
+    QVERIFY(!run.wizard.isVisible());
+}
+
 void ScreenFitTest::waitsUntilTheHandLetsGo()
 {
     WizardOnScreen run("1280x720");
@@ -278,7 +312,8 @@ void ScreenFitTest::shrinksPageInMaximizedWindow()
     run.wizard.showMaximized();
     QCoreApplication::processEvents();
     const QRect maximized = run.wizard.geometry();
-    run.user.press(QWizard::NextButton);
+    run.user.goToAdapters();
+    QCoreApplication::processEvents();
     QCOMPARE(run.wizard.geometry(), maximized);
     QCOMPARE(run.user.buttonsOffScreen(), QStringList());
 
