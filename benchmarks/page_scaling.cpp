@@ -19,7 +19,6 @@
 #include <QThreadPool>
 
 #include <cstdio>
-#include <cstring>
 
 namespace
 {
@@ -82,7 +81,8 @@ std::uint32_t answerAtOnce(const char *identifier, platform::DeviceInfo *device,
                            std::uint32_t /*flags*/)
 {
     const int port = QByteArray(identifier).replace("saved ", "").toInt();
-    std::strcpy(device->friendlyName, portName(port).toUtf8().constData());
+    qstrncpy(device->friendlyName, portName(port).toUtf8().constData(),
+             sizeof device->friendlyName);
     return 0;
 }
 
