@@ -188,11 +188,8 @@ class Wizard:
 
     def click(self, name):
         """Clicks the enabled widget with an object name."""
-
-        def enabled():
-            return [each for each in self.widgets() if each["name"] == name and each["enabled"]]
-
-        self._click(wait_for(enabled, f"{name} to be enabled")[0]["place"])
+        wait_for(lambda: (self.widget(name) or {}).get("enabled"), f"{name} to be enabled")
+        self._click(self.widget(name)["place"])
 
     def click_button(self, text):
         self._click(wait_for(lambda: self.button(text), f"a button {text!r}")["place"])
