@@ -10,13 +10,15 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 
 CURRENT_VERSION = r"Software\Microsoft\Windows NT\CurrentVersion"
 THEME = r"Software\Microsoft\Windows\CurrentVersion\Themes\Personalize"
 NETWORK_DEVICES = r"System\CurrentControlSet\Enum\PCI\SIMULATED"
 
-# Windows 11 calls itself 10.0, too; its build numbers are higher.
-BUILD_NUMBERS = {"10": "19045", "11": "22631"}
+# The build number, and whether windows are light. Windows 11 calls itself 10.0, too; its build numbers
+# are higher.
+KINDS_OF_WINDOWS = {"10": ("19045", 1), "11": ("22631", 1), "11-dark": ("22631", 0)}
 
 APPEARANCE = pathlib.Path(__file__).with_name("appearance.reg")
 TITLE_BAR_FONT = "/usr/share/wine/fonts/marlett.ttf"
@@ -124,18 +126,25 @@ def registry_entry(name, value):
     return f'"{name}"="{registry_text(value)}"\n'
 
 
+def kind_of_windows():
+    kind = os.environ.get("ORVANTA_WINDOWS", "10")
+    if kind not in KINDS_OF_WINDOWS:
+        sys.exit(f"Expected {', '.join(KINDS_OF_WINDOWS)} in ORVANTA_WINDOWS, found {kind!r}.")
+    return KINDS_OF_WINDOWS[kind]
+
+
 class WinePrefix:
     """A fresh Wine prefix; its programs are ended with the `with` block. `ORVANTA_WINDOWS` names the
-    Windows that it shows: "10", the default, "11" or, with dark windows, "11-dark"."""
+    Windows that it shows: "10", the default, "11" or, with dark windows, "11-dark"; another name ends
+    this program."""
 
     def __init__(self, prefix, template_folder):
         self.prefix = pathlib.Path(prefix).absolute()
         self.drive = self.prefix / "drive_c"
         copy_prefix(template(template_folder), self.prefix)
-        number, _, theme = os.environ.get("ORVANTA_WINDOWS", "10").partition("-")
-        build = BUILD_NUMBERS[number]
+        build, is_light = kind_of_windows()
         self.add_to_registry("system", CURRENT_VERSION, CurrentBuild=build, CurrentBuildNumber=build)
-        self.add_to_registry("user", THEME, AppsUseLightTheme=int(theme != "dark"))
+        self.add_to_registry("user", THEME, AppsUseLightTheme=is_light)
         with open(self.prefix / "user.reg", "a", encoding="ascii") as registry:
             registry.write("\n" + APPEARANCE.read_text(encoding="ascii"))
         (self.drive / "windows" / "Fonts" / "marlett.ttf").symlink_to(TITLE_BAR_FONT)
