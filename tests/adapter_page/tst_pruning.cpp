@@ -4,6 +4,8 @@
 
 #include <QRandomGenerator>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -141,7 +143,8 @@ void PruningTest::equalsTheRuleRowByRow()
         const QList<int> expected =
             PageModel::rowsLeft(available, singleLinks, dualLinks, excluded);
         const QList<int> left = rowsLeft(available, singleLinks, dualLinks, excluded);
-        if (left != expected)
+        // Qt 6.4 compares the elements of two empty lists through null pointers.
+        if (!std::equal(left.begin(), left.end(), expected.begin(), expected.end()))
             QFAIL(qPrintable(QString("seed %1 differs: %2").arg(seed).arg(available.join("|"))));
         prunedRounds += left.size() < available.size();
     }
