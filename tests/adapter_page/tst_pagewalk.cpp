@@ -10,6 +10,7 @@
 #include <QListView>
 #include <QRandomGenerator>
 
+#include <atomic>
 #include <optional>
 
 namespace
@@ -53,7 +54,8 @@ private:
     QRandomGenerator m_random;
     std::optional<HeldUpKernel> m_kernel;
     int m_searches = 0;
-    SearchEnd m_end = SearchEnd::Success;
+    /// The search reads it, too.
+    std::atomic<SearchEnd> m_end = SearchEnd::Success;
     PageModel m_model;
 };
 
