@@ -8,8 +8,7 @@ namespace platform
 template <typename Signature>
 struct ApiFunction;
 
-/// One entry of a table of functions: the name under which its maker documents it, and what
-/// answers.
+/// One entry of a table of functions: the name under which it is documented, and what is called.
 template <typename Result, typename... Arguments>
 struct ApiFunction<Result(Arguments...)> {
     const char *name;

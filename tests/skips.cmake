@@ -1,5 +1,5 @@
 # The only reasons for which a test may leave something out. Fails where another one is given. On other
-# systems than Windows, CTest fails a test that leaves anything out.
+# systems than Windows, CTest fails a test that says it has left something out.
 cmake_policy(VERSION 3.25)
 
 set(reasons

@@ -56,7 +56,7 @@ QStringList machinePath()
 }
 
 /// Returns the first library that can be loaded: a 32-bit one may come first. Only folders are
-/// searched that administrators have chosen: a library elsewhere is not the kernel's.
+/// searched that an installation has chosen: a library elsewhere is not the kernel's.
 HMODULE findLibrary()
 {
     // Qt no longer tells the program's folder when a search outlives the window.
@@ -82,7 +82,7 @@ HMODULE findLibrary()
     return nullptr;
 }
 
-/// Looks for the library where it has been missing so far, and names what it lacks.
+/// Loads the library unless it is loaded, and names what it lacks.
 void loadLibrary()
 {
     if (library)

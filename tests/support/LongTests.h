@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Returns how many of a long test's rounds are to run: so many in a hundred as the environment
-/// variable ORVANTA_LONG_TESTS says, ten when it is not set.
+/// Returns how many of a long test's rounds are to run: the percentage in the environment variable
+/// ORVANTA_LONG_TESTS, or ten percent.
 inline int roundsOfLongTest(int all)
 {
     const double percent = qEnvironmentVariable("ORVANTA_LONG_TESTS", "10").toDouble();
