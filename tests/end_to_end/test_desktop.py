@@ -70,22 +70,24 @@ class Accessibility(Desktop):
         self.assertEqual(rows["Example 10G Adapter. PCI Slot: 0, Port: 0"], words)
 
     def test_selecting_by_keyboard_is_announced(self):
-        announced = []
-        listener = Atspi.EventListener.new(lambda event: announced.append(event.type))
-        for event in ("object:state-changed:focused", "object:state-changed:selected"):
-            listener.register(event)
-            self.addCleanup(listener.deregister, event)
-
-        def is_announced(event):
-            GLib.MainContext.default().iteration(False)
-            return event in announced
-
         self.wizard.move_focus_to(AVAILABLE)
-        announced.clear()
-        self.wizard.press_keys("Down")
-        wait_for(lambda: is_announced("object:state-changed:focused"), "the row announced")
-        self.wizard.press_keys("space")
-        wait_for(lambda: is_announced("object:state-changed:selected"), "the choice announced")
+        self.press_until_announced("object:state-changed:focused", "Down", "Up")
+        self.press_until_announced("object:state-changed:selected", "space")
+
+    def press_until_announced(self, event, *keys):
+        """Presses keys again and again: the program learns some time later that somebody listens."""
+        announced = []
+        listener = Atspi.EventListener.new(lambda it: announced.append(it.source.get_role_name()))
+        listener.register(event)
+        self.addCleanup(listener.deregister, event)
+
+        def is_announced():
+            self.wizard.press_keys(*keys)
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return "list item" in announced
+
+        wait_for(is_announced, f"{event} of a row")
 
 
 def x11(*command):

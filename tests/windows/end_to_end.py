@@ -21,7 +21,6 @@ from wine_pc import WinePc, can_have_own_network, windows_path  # noqa: E402
 from wizard import AVAILABLE, DUAL_LINKS, SINGLE_LINKS, Wizard  # noqa: E402
 from wizard import add_observer, observer_variables  # noqa: E402
 
-READY_PCS = SOURCE / "pcs"
 CONFIG = pathlib.Path("C/Users/Public/Documents/Fennory/PMT2/orvanta_config.txt")
 
 BUILD = pathlib.Path(os.environ["ORVANTA_BUILD_FOLDER"])
@@ -80,7 +79,7 @@ class EndToEnd(unittest.TestCase):
     def prepare(self, ready_pc, kernel_library=KERNEL_LIBRARY, **settings):
         """Fills a prefix from a copy of a ready PC, with some of its settings replaced."""
         self.pc_folder = self.folder / "pc"
-        shutil.copytree(READY_PCS / ready_pc, self.pc_folder)
+        shutil.copytree(SOURCE / "pcs" / ready_pc, self.pc_folder)
         file = self.pc_folder / "pc.json"
         settings = {**json.loads(file.read_text(encoding="utf-8")), **settings}
         file.write_text(json.dumps(settings), encoding="utf-8")
