@@ -52,7 +52,7 @@ private slots:
     void printsTheReport();
     void printsNothingForCodeZero();
     void asksAndPrintsInOrder();
-    void printsWhatTheLibraryGives();
+    void printsWhatTheLibraryAndTheConsoleGive();
     void printsALine_data();
     void printsALine();
 };
@@ -158,7 +158,7 @@ void ErrorReportTest::asksAndPrintsInOrder()
     QCOMPARE(printed, report + "Further text.\n");
 }
 
-void ErrorReportTest::printsWhatTheLibraryGives()
+void ErrorReportTest::printsWhatTheLibraryAndTheConsoleGive()
 {
     const SimulatedMachine machine{SimulatedPc()};
     const auto reportWithName = [](const QByteArray &name) {
@@ -185,6 +185,12 @@ void ErrorReportTest::printsWhatTheLibraryGives()
         *name = "NAME";
         return noAccess;
     };
+    QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
+
+    // Standard output is a file.
+    windowsApi().GetStdHandle.function = [](auto) { return nullptr; };
+    windowsApi().GetConsoleScreenBufferInfo.function = [](auto...) { return FALSE; };
+    windowsApi().SetConsoleTextAttribute.function = [](auto...) { return FALSE; };
     QCOMPARE(printedBy(reportNoAccess), reportWithName("NAME") + "\n");
 }
 
