@@ -13,6 +13,7 @@
 #include <QStyle>
 #include <QStyleOptionViewItem>
 #include <QWidget>
+#include <QWindow>
 #include <QWizard>
 
 namespace
@@ -79,8 +80,9 @@ QJsonObject describeWindow(const QWidget &window)
 
     QJsonObject description = describe(window);
     description["title"] = window.windowTitle();
+    // The widget keeps the frame of its last move, which a window manager may have been changing.
     description["frame"] =
-        placeOf(window, window.frameGeometry().translated(-window.geometry().topLeft()));
+        placeOf(window, window.rect().marginsAdded(window.windowHandle()->frameMargins()));
     description["active"] = window.isActiveWindow();
     description["widgets"] = widgets;
     if (const auto *wizard = qobject_cast<const QWizard *>(&window))
