@@ -129,7 +129,7 @@ def registry_entry(name, value):
 def kind_of_windows():
     kind = os.environ.get("ORVANTA_WINDOWS", "10")
     if kind not in KINDS_OF_WINDOWS:
-        sys.exit(f"Expected {', '.join(KINDS_OF_WINDOWS)} in ORVANTA_WINDOWS, found {kind!r}.")
+        sys.exit(f"Expected one of {', '.join(KINDS_OF_WINDOWS)} in ORVANTA_WINDOWS, found {kind}.")
     return KINDS_OF_WINDOWS[kind]
 
 
