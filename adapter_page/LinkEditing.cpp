@@ -2,7 +2,7 @@
 
 #include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/EntryText.h"
 
 #include <QItemSelectionModel>
 #include <QMessageBox>

@@ -1,6 +1,6 @@
 #include "adapter_page/LinkRules.h"
 
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/EntryText.h"
 
 #include <QSet>
 

@@ -1,7 +1,7 @@
 // The adapter page, list rows: what takes, appends and clears them.
 
 #include "adapter_page/NetworkAdapterSelectorPage.h"
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/EntryText.h"
 
 #include <QItemSelectionModel>
 

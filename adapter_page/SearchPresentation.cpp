@@ -3,10 +3,10 @@
 
 #include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
-#include "app/ConnectionConfig.h"
-#include "discovery/AdapterInfo.h"
+#include "app/connection_config/ConnectionConfig.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/WindowsAdapters.h"
+#include "discovery/adapter_port/AdapterInfo.h"
 
 #include <QMessageBox>
 #include <QScopedValueRollback>

@@ -2,8 +2,8 @@
 
 #include "adapter_page/LinkRules.h"
 #include "adapter_page/NetworkAdapterSelectorPage.h"
-#include "discovery/EntryText.h"
 #include "discovery/WindowsAdapters.h"
+#include "discovery/adapter_port/EntryText.h"
 
 #include <QHash>
 #include <QIcon>

@@ -2,8 +2,8 @@
 
 #include "adapter_page/NetworkAdapterSelectorPage.h"
 #include "app/ConclusionPage.h"
-#include "app/ConnectionConfig.h"
 #include "app/IntroductionPage.h"
+#include "app/connection_config/ConnectionConfig.h"
 #include "platform/FileLocations.h"
 
 #include <QDir>
@@ -14,7 +14,7 @@
 namespace
 {
 
-void writeConfig(const QString &path, const QString &lines)
+void writeConfig(const QString &path, const QString &text)
 {
     if (QFileInfo::exists(path))
         QFile::remove(path);
@@ -22,7 +22,7 @@ void writeConfig(const QString &path, const QString &lines)
     // Not truncated: where the old file could not be removed, the tail of a longer one remains.
     QFile file(path);
     if (file.open(QIODevice::ReadWrite))
-        QTextStream(&file) << lines << '\n';
+        QTextStream(&file) << text;
     file.close();
 }
 
@@ -49,13 +49,8 @@ QString OrvantaConfigurator::configFilePath() const
 
 void OrvantaConfigurator::accept()
 {
-    const QStringList connections =
-        field("SingleLink").toStringList() + field("DualLink").toStringList();
-
-    QString lines;
-    for (const QString &connection : connections)
-        lines += connection + "\n";
-    writeConfig(configFilePath(), lines);
+    writeConfig(configFilePath(), connectionConfigText(field("SingleLink").toStringList(),
+                                                       field("DualLink").toStringList()));
 
     QDialog::accept();
 }

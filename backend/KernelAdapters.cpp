@@ -1,8 +1,8 @@
 #include "backend/KernelAdapters.h"
 
 #include "backend/GEVBackendOrvanta.h"
-#include "discovery/AdapterInfo.h"
-#include "discovery/PciLocation.h"
+#include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/PciLocation.h"
 
 #include <exception>
 

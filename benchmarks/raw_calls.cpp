@@ -1,8 +1,8 @@
 // The Windows and kernel calls that one visit to the adapter page has to make, in a loop that does
 // nothing with the answers. They are made beside an idle window, where they cost more than without.
 
-#include "app/ConnectionConfig.h"
 #include "app/IntroductionPage.h"
+#include "app/connection_config/ConnectionConfig.h"
 #include "benchmarks/CallCount.h"
 #include "benchmarks/Phases.h"
 #include "platform/Platform.h"

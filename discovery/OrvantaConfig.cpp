@@ -1,10 +1,10 @@
 #include "discovery/OrvantaConfig.h"
 
-#include "app/ConnectionConfig.h"
+#include "app/connection_config/ConnectionConfig.h"
 #include "backend/KernelAdapters.h"
-#include "discovery/AdapterInfo.h"
-#include "discovery/EntryText.h"
 #include "discovery/OrvantaSearchResults.h"
+#include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/EntryText.h"
 #include "platform/FileLocations.h"
 #include "platform/WindowsApi.h"
 

@@ -1,9 +1,9 @@
 #include "discovery/WindowsAdapters.h"
 
 #include "backend/ErrorReport.h"
-#include "discovery/AdapterInfo.h"
-#include "discovery/EntryText.h"
-#include "discovery/PciLocation.h"
+#include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/EntryText.h"
+#include "discovery/adapter_port/PciLocation.h"
 #include "platform/WindowsApi.h"
 
 #include <memory>

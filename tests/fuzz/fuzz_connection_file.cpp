@@ -1,8 +1,8 @@
 // The input is a connection configuration file. It goes through the reader, the search, the adapter
 // selection page and the writer.
 
-#include "app/ConnectionConfig.h"
 #include "app/OrvantaConfigurator.h"
+#include "app/connection_config/ConnectionConfig.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/OrvantaSearchResults.h"
 #include "simulator/SimulatedMachine.h"

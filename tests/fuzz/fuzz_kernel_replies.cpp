@@ -3,9 +3,9 @@
 
 #include "backend/GEVBackendOrvanta.h"
 #include "backend/KernelAdapters.h"
-#include "discovery/AdapterInfo.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/OrvantaSearchResults.h"
+#include "discovery/adapter_port/AdapterInfo.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/fuzz/Property.h"
 #include "tests/support/TemporaryPc.h"

@@ -1,7 +1,7 @@
 // The input is the location text of a device node.
 
-#include "discovery/AdapterInfo.h"
-#include "discovery/PciLocation.h"
+#include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/PciLocation.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/fuzz/Property.h"
 

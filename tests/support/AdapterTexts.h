@@ -1,6 +1,6 @@
 #pragma once
 
-#include "discovery/AdapterInfo.h"
+#include "discovery/adapter_port/AdapterInfo.h"
 
 #include <QStringList>
 

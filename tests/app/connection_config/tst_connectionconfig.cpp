@@ -1,4 +1,4 @@
-#include "app/ConnectionConfig.h"
+#include "app/connection_config/ConnectionConfig.h"
 
 #include "platform/FileLocations.h"
 #include "simulator/SimulatedMachine.h"

@@ -1,4 +1,4 @@
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/EntryText.h"
 
 #include "tests/support/DataRows.h"
 

@@ -1,4 +1,4 @@
-#include "app/ConnectionConfig.h"
+#include "app/connection_config/ConnectionConfig.h"
 
 #include "platform/FileLocations.h"
 
@@ -26,6 +26,14 @@ std::vector<std::string> readConfigLines()
         lines.push_back(line);
     }
     return lines;
+}
+
+QString connectionConfigText(const QStringList &singleLinks, const QStringList &dualLinks)
+{
+    QString text;
+    for (const QString &connection : singleLinks + dualLinks)
+        text += connection + "\n";
+    return text + "\n";
 }
 
 QList<QStringList> readConnectionConfig()

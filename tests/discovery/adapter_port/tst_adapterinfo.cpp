@@ -1,4 +1,4 @@
-#include "discovery/AdapterInfo.h"
+#include "discovery/adapter_port/AdapterInfo.h"
 
 #include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"

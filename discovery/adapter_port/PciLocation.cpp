@@ -1,7 +1,7 @@
-#include "discovery/PciLocation.h"
+#include "discovery/adapter_port/PciLocation.h"
 
-#include "discovery/AdapterInfo.h"
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/EntryText.h"
 #include "platform/WindowsApi.h"
 
 #include <QList>

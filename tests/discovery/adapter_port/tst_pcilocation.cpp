@@ -1,4 +1,4 @@
-#include "discovery/PciLocation.h"
+#include "discovery/adapter_port/PciLocation.h"
 
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"

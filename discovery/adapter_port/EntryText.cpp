@@ -1,6 +1,6 @@
-#include "discovery/EntryText.h"
+#include "discovery/adapter_port/EntryText.h"
 
-#include "discovery/AdapterInfo.h"
+#include "discovery/adapter_port/AdapterInfo.h"
 
 namespace
 {
