@@ -27,7 +27,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
     if (code == 0)
         return;
 
-    const platform::ConsoleConnection connection;
+    const platform::ConsoleAttachment attachment;
     const platform::WindowsApi &windows = platform::windowsApi();
     const HANDLE console = windows.GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_SCREEN_BUFFER_INFO info{};
@@ -50,7 +50,7 @@ void printKernelError(std::uint32_t code, const char *command, const char *messa
 
 void printLine(const char *text, bool lineBreak)
 {
-    const platform::ConsoleConnection connection;
+    const platform::ConsoleAttachment attachment;
     std::printf("%s%s", orEmpty(text), lineBreak ? "\n" : "");
     std::fflush(stdout);
 }

@@ -28,7 +28,7 @@ struct StandardStream {
 // printed, because Windows ends every program that is attached when the console is closed.
 StandardStream streams[] = {{stdout, STD_OUTPUT_HANDLE}, {stderr, STD_ERROR_HANDLE}};
 bool consoleExists = true;
-int connections = 0;
+int attachments = 0;
 QtMessageHandler printDirectly = nullptr;
 // Never destroyed: where the terminate handler ends the process, a search may still print.
 std::recursive_mutex &mutex = *new std::recursive_mutex;
@@ -76,7 +76,7 @@ void detach()
 
 void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    const ConsoleConnection connection;
+    const ConsoleAttachment attachment;
     printDirectly(type, context, message);
     // A debugger reads it, too: the console may be hidden, or gone.
     OutputDebugStringW((qFormatLogMessage(type, context, message) + '\n').toStdWString().c_str());
@@ -98,16 +98,16 @@ void connectStandardStreams()
     printDirectly = qInstallMessageHandler(printMessage);
 }
 
-ConsoleConnection::ConsoleConnection()
+ConsoleAttachment::ConsoleAttachment()
 {
     mutex.lock();
-    if (connections++ == 0)
+    if (attachments++ == 0)
         attach();
 }
 
-ConsoleConnection::~ConsoleConnection()
+ConsoleAttachment::~ConsoleAttachment()
 {
-    if (--connections == 0)
+    if (--attachments == 0)
         detach();
     mutex.unlock();
 }
