@@ -138,14 +138,17 @@ void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &resul
         appendEntry(m_dualLinkModel, link.name, link.deviceIds, link.descriptions);
 }
 
+/// Removes the rows in runs, from the last to the first: rows that are left keep their selection.
 void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
-    QList<QStandardItem *> left;
-    for (const int row : rowsLeft(textsOf(m_availableModel), textsOf(m_singleLinkModel),
-                                  textsOf(m_dualLinkModel), m_excludedAdapters))
-        left.append(m_availableModel.takeItem(row));
-    clearList(*availableAdaptersList, m_availableModel);
-    m_availableModel.invisibleRootItem()->appendRows(left);
+    const QList<int> left = rowsLeft(textsOf(m_availableModel), textsOf(m_singleLinkModel),
+                                     textsOf(m_dualLinkModel), m_excludedAdapters);
+    int end = m_availableModel.rowCount();
+    for (auto row = left.crbegin(); row != left.crend(); ++row) {
+        m_availableModel.removeRows(*row + 1, end - *row - 1);
+        end = *row;
+    }
+    m_availableModel.removeRows(0, end);
 }
 
 void NetworkAdapterSelectorPage::showAdapterError(int code, int number)

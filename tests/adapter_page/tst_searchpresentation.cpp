@@ -10,6 +10,8 @@
 
 #include <QLabel>
 #include <QLayout>
+#include <QListView>
+#include <QThread>
 
 #include <filesystem>
 #include <new>
@@ -81,6 +83,7 @@ private slots:
 
     void fillsLists();
     void addsAvailableAdaptersOnce();
+    void keepsSelectionOfRowsThatStay();
     void showsLampsOfPorts();
     void showsLampsOfDualLinks();
 
@@ -387,6 +390,31 @@ void SearchPresentationTest::addsAvailableAdaptersOnce()
     callPage("on_OrvantaSearchFinished");
     QCOMPARE(user.available(), QStringList{"Port B"});
     QCOMPARE(user.singleLinks(), QStringList({"Port C", "Port A", "Port C"}));
+}
+
+void SearchPresentationTest::keepsSelectionOfRowsThatStay()
+{
+    m_pc->removeDriver();
+    pc().loadedDrivers = QStringList{"Orvanta-BRVX.sys"};
+    m_pc->setPorts({{"A", "Twin"}, {"B", "Twin"}, {"C", "Port C"}, {"D", "Twin"}, {"E", "Port E"}});
+    WizardUser &user = startOnAdapters();
+    user.makeLink({0});
+    user.click(availableList, {0, 1, 3});
+    user.click(singleList, 0);
+
+    // The page finds the driver when it starts the search, but not when it asks once more.
+    failWhen(platform::windowsApi().K32EnumDeviceDrivers, FALSE, [looks = 0]() mutable {
+        return QThread::currentThread() == qApp->thread() && ++looks % 2 == 0;
+    });
+    endAdapterListsWith(ERROR_NO_DATA);
+    user.showAdaptersAgain();
+    user.waitForSearch();
+
+    QCOMPARE(errorText(), noAdapterText);
+    QCOMPARE(user.available(), QStringList({"Port C", "Port E"}));
+    QCOMPARE(user.find<QListView>(availableList).selectionModel()->selectedIndexes().size(), 2);
+    QCOMPARE(user.enabledButtons(),
+             QStringList({createDualLink, removeSingleLink, clearSingleLink, clearDualLink}));
 }
 
 void SearchPresentationTest::showsLampsOfPorts()
