@@ -31,21 +31,21 @@ AdapterInfo resolvePort(const DPL::GEVBackendOrvanta &backend, const QString &id
 
 } // namespace
 
-void listKernelAdapters(const void * /*context*/, QList<AdapterInfo> &kernelAdapters,
-                        const QList<QStringList> &savedGroups,
-                        QList<QList<AdapterInfo>> &resolvedGroups, QString &errorText)
+void listKernelAdapters(const void * /*context*/, QList<AdapterInfo> &available,
+                        const QList<QStringList> &configured,
+                        QList<QList<AdapterInfo>> &connections, QString &errorText)
 {
     DPL::GEVBackendOrvanta backend(true, true, "");
     try {
-        listDevices(backend, kernelAdapters);
+        listDevices(backend, available);
     } catch (const std::exception &failure) {
         errorText = QString("[ERROR]: ") + QString::fromLocal8Bit(failure.what());
     }
 
-    for (const QStringList &savedGroup : savedGroups) {
-        QList<AdapterInfo> group;
-        for (const QString &identifier : savedGroup)
-            group.append(resolvePort(backend, identifier));
-        resolvedGroups.append(group);
+    for (const QStringList &deviceIds : configured) {
+        QList<AdapterInfo> link;
+        for (const QString &deviceId : deviceIds)
+            link.append(resolvePort(backend, deviceId));
+        connections.append(link);
     }
 }

@@ -6,11 +6,11 @@
 
 struct AdapterInfo;
 
-/// Lists the real-time kernel's network devices in one session of its own. Appends to
-/// `kernelAdapters` one record per device and to `resolvedGroups` one list per list of
-/// `savedGroups`, all completed with their PCI location. Sets `errorText` to "[ERROR]: " and the
-/// reason when the session or the listing fails. `context` is not used. Throws what resolving the
-/// saved groups throws.
-void listKernelAdapters(const void *context, QList<AdapterInfo> &kernelAdapters,
-                        const QList<QStringList> &savedGroups,
-                        QList<QList<AdapterInfo>> &resolvedGroups, QString &errorText);
+/// Lists the real-time kernel's network devices in one session of its own. Appends to `available`
+/// one record per device and to `connections` the ports of each saved connection, whose identifiers
+/// are in `configured`, all completed with their PCI location. Sets `errorText` to "[ERROR]: " and
+/// the reason when the session or the listing fails. `context` is not used. Throws what resolving
+/// the saved connections throws.
+void listKernelAdapters(const void *context, QList<AdapterInfo> &available,
+                        const QList<QStringList> &configured,
+                        QList<QList<AdapterInfo>> &connections, QString &errorText);

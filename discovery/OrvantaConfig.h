@@ -12,8 +12,8 @@ public:
     /// Throws std::filesystem::filesystem_error when the file cannot be queried.
     static bool isOrvantaInstalled();
 
-    /// Fills the empty `results` with the kernel's free ports, the configured connections and, on
+    /// Fills the empty `results` with the kernel's free ports, the saved connections and, on
     /// failure, the error text. Throws what isOrvantaInstalled() throws and what resolving the
-    /// configured connections throws.
+    /// saved connections throws.
     static void searchAdapters(OrvantaSearchResults &results);
 };

@@ -26,11 +26,11 @@ struct DualLinkEntry {
 
 /// What one adapter search found.
 struct OrvantaSearchResults {
-    /// The kernel's devices that no configured connection uses, in the kernel's order.
+    /// The kernel's devices that no saved connection uses, in the kernel's order.
     QList<AdapterEntry> availableAdapters;
-    /// The configured connections of one port, in file order.
+    /// The saved connections of one port, in file order.
     QList<AdapterEntry> singleLinks;
-    /// The configured connections of two ports, in file order.
+    /// The saved connections of two ports, in file order.
     QList<DualLinkEntry> dualLinks;
     /// The text to show to the user; empty when the search succeeded.
     QString errorMessage;

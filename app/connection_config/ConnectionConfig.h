@@ -17,6 +17,6 @@ QString connectionConfigText(const QStringList &singleLinks, const QStringList &
 /// ends with a line end gives a last, empty line. Empty when there is no file or it cannot be read.
 std::vector<std::string> readConfigLines();
 
-/// Returns the configured connections in file order, each as the list of its port identifiers.
-/// Empty when nothing is configured.
+/// Returns the saved connections in file order, each as the list of its port identifiers. Empty
+/// when nothing is saved.
 QList<QStringList> readConnectionConfig();

@@ -25,26 +25,26 @@ constexpr auto failWithoutMemory = [](auto...) -> std::uint32_t { throw std::bad
 /// What listKernelAdapters() hands out, and what it prints.
 struct Listing {
     QList<AdapterInfo> adapters;
-    QList<QList<AdapterInfo>> groups;
+    QList<QList<AdapterInfo>> connections;
     QString errorText = "untouched";
     QByteArray printed;
 };
 
-Listing list(const QList<QStringList> &savedGroups = {})
+Listing list(const QList<QStringList> &configured = {})
 {
     Listing listing;
     listing.printed = printedBy([&] {
-        listKernelAdapters(nullptr, listing.adapters, savedGroups, listing.groups,
+        listKernelAdapters(nullptr, listing.adapters, configured, listing.connections,
                            listing.errorText);
     });
     return listing;
 }
 
-QList<QStringList> textsOfGroups(const QList<QList<AdapterInfo>> &groups)
+QList<QStringList> textsOfConnections(const QList<QList<AdapterInfo>> &connections)
 {
     QList<QStringList> texts;
-    for (const QList<AdapterInfo> &group : groups)
-        texts.append(textsOf(group));
+    for (const QList<AdapterInfo> &link : connections)
+        texts.append(textsOf(link));
     return texts;
 }
 
@@ -69,17 +69,17 @@ class KernelAdaptersTest : public QObject
 private slots:
     void listsAndCompletesTheDevices();
     void appendsToTheLists();
-    void resolvesTheSavedGroups();
+    void resolvesTheSavedConnections();
     void resolvesIdentifiersInTheLocalEncoding();
     void runsOneSession();
     void setsTheFirstOption();
     void opensTheDriverThatARefusedMemoryLeftOpen();
     void reportsAFailedSession_data();
     void reportsAFailedSession();
-    void resolvesTheSavedGroupsAfterAFailure();
+    void resolvesTheSavedConnectionsAfterAFailure();
     void reportsAStandardException();
     void keepsTheRecordsBeforeAFailure();
-    void letsExceptionsOfTheSavedGroupsPass();
+    void letsExceptionsOfTheSavedConnectionsPass();
 };
 
 void KernelAdaptersTest::listsAndCompletesTheDevices()
@@ -90,7 +90,7 @@ void KernelAdaptersTest::listsAndCompletesTheDevices()
     QCOMPARE(textsOf(listing.adapters),
              QStringList({"DEVICE-A|Port one. PCI Slot: 0, Port: 0|Card|0|0|0|0",
                           "DEVICE-B|Port two|Card|-1|-1|0|0"}));
-    QCOMPARE(listing.groups.size(), 0);
+    QCOMPARE(listing.connections.size(), 0);
     QCOMPARE(listing.errorText, "untouched");
     QCOMPARE(listing.printed, QByteArray());
 }
@@ -100,15 +100,15 @@ void KernelAdaptersTest::appendsToTheLists()
     const SimulatedMachine machine(pcWithTwoDevices());
     const AdapterInfo earlier = {"EARLIER", "", ""};
     QList<AdapterInfo> adapters = {earlier};
-    QList<QList<AdapterInfo>> groups = {{earlier}};
+    QList<QList<AdapterInfo>> connections = {{earlier}};
     QString errorText;
-    listKernelAdapters(nullptr, adapters, {{"DEVICE-B"}}, groups, errorText);
+    listKernelAdapters(nullptr, adapters, {{"DEVICE-B"}}, connections, errorText);
 
     QCOMPARE(adapters, QList<AdapterInfo>({earlier, {"DEVICE-A", "", ""}, {"DEVICE-B", "", ""}}));
-    QCOMPARE(groups, QList<QList<AdapterInfo>>({{earlier}, {{"DEVICE-B", "", ""}}}));
+    QCOMPARE(connections, QList<QList<AdapterInfo>>({{earlier}, {{"DEVICE-B", "", ""}}}));
 }
 
-void KernelAdaptersTest::resolvesTheSavedGroups()
+void KernelAdaptersTest::resolvesTheSavedConnections()
 {
     SimulatedPc pc = pcWithTwoDevices();
     pc.kernel.devices.append({"DEVICE-O", "Orvanta port", "Orvanta card"});
@@ -124,7 +124,7 @@ void KernelAdaptersTest::resolvesTheSavedGroups()
         {"X|X|X|-1|-1|0|0", "DEVICE-O|Orvanta port|Orvanta card|-1|-1|0|0",
          "DEVICE-O|Orvanta port|Orvanta card|-1|-1|0|0"},
     };
-    QCOMPARE(textsOfGroups(listing.groups), expected);
+    QCOMPARE(textsOfConnections(listing.connections), expected);
 }
 
 void KernelAdaptersTest::resolvesIdentifiersInTheLocalEncoding()
@@ -133,7 +133,8 @@ void KernelAdaptersTest::resolvesIdentifiersInTheLocalEncoding()
     const QString identifier = QString::fromUtf8("GER\xC3\x84T");
     const Listing listing = list({{identifier}});
 
-    QCOMPARE(QByteArray::fromStdString(listing.groups[0][0].deviceId), identifier.toLocal8Bit());
+    QCOMPARE(QByteArray::fromStdString(listing.connections[0][0].deviceId),
+             identifier.toLocal8Bit());
     // A kernel without a device is no failure.
     QCOMPARE(listing.printed, "No network adapters found!\n");
     QCOMPARE(listing.adapters.size(), 0);
@@ -207,7 +208,7 @@ void KernelAdaptersTest::reportsAFailedSession()
     QVERIFY(listing.printed.startsWith("ERROR ("));
 }
 
-void KernelAdaptersTest::resolvesTheSavedGroupsAfterAFailure()
+void KernelAdaptersTest::resolvesTheSavedConnectionsAfterAFailure()
 {
     SimulatedPc pc = pcWithTwoDevices();
     pc.kernel.failures[13] = noAccess;
@@ -218,7 +219,7 @@ void KernelAdaptersTest::resolvesTheSavedGroupsAfterAFailure()
         {"DEVICE-A|DEVICE-A|DEVICE-A|-1|-1|0|0"},
         {"DEVICE-B|DEVICE-B|DEVICE-B|-1|-1|0|0", "X|X|X|-1|-1|0|0"},
     };
-    QCOMPARE(textsOfGroups(listing.groups), expected);
+    QCOMPARE(textsOfConnections(listing.connections), expected);
     QCOMPARE(listing.errorText, "[ERROR]: Unable to open the driver!");
     QVERIFY(!machine.kernel().calls().contains("closeDriver()"));
 }
@@ -230,7 +231,7 @@ void KernelAdaptersTest::reportsAStandardException()
     const Listing listing = list({{"DEVICE-A"}});
 
     QCOMPARE(listing.errorText, QString("[ERROR]: ") + std::bad_alloc().what());
-    QCOMPARE(listing.groups.size(), 1);
+    QCOMPARE(listing.connections.size(), 1);
     QCOMPARE(machine.kernel().openResources(), 0);
 }
 
@@ -250,13 +251,13 @@ void KernelAdaptersTest::keepsTheRecordsBeforeAFailure()
     QCOMPARE(listing.errorText, "[ERROR]: the second device fails");
 }
 
-void KernelAdaptersTest::letsExceptionsOfTheSavedGroupsPass()
+void KernelAdaptersTest::letsExceptionsOfTheSavedConnectionsPass()
 {
     SimulatedMachine machine{SimulatedPc()};
     kernelApi().queryDeviceInformation.function = failWithoutMemory;
 
-    const QList<QStringList> savedGroups = {{"DEVICE-A"}};
-    QVERIFY_THROWS_EXCEPTION(std::bad_alloc, list(savedGroups));
+    const QList<QStringList> configured = {{"DEVICE-A"}};
+    QVERIFY_THROWS_EXCEPTION(std::bad_alloc, list(configured));
     QCOMPARE(machine.kernel().openResources(), 0);
 }
 

@@ -116,14 +116,14 @@ private slots:
     void findsNoDriverWhenTheListFails();
     void passesAFileSystemError();
 
-    void findsConfiguredConnections_data();
-    void findsConfiguredConnections();
-    void removesEveryDeviceOfAConfiguredIdentifier();
+    void findsSavedConnections_data();
+    void findsSavedConnections();
+    void removesEveryDeviceOfASavedIdentifier();
     void findsNothingWithoutTheDriver();
     void reportsAKernelFailure();
     void readsTextsAsUtf8();
     void asksForSavedIdentifiersInTheLocalCodePage();
-    void passesAnExceptionOfTheConfiguredConnections();
+    void passesAnExceptionOfTheSavedConnections();
 };
 
 void OrvantaConfigTest::findsTheDriverFile_data()
@@ -316,7 +316,7 @@ void OrvantaConfigTest::passesAFileSystemError()
     QCOMPARE(machine.kernel().calls(), QStringList());
 }
 
-void OrvantaConfigTest::findsConfiguredConnections_data()
+void OrvantaConfigTest::findsSavedConnections_data()
 {
     const DataRows<QByteArray, QStringList> row("config", "results");
     const QString freeA = "A " + portA;
@@ -342,7 +342,7 @@ void OrvantaConfigTest::findsConfiguredConnections_data()
         {freeA, freeB, freeC, "S DEVICE-A |DEVICE-A |DEVICE-A |0"});
 }
 
-void OrvantaConfigTest::findsConfiguredConnections()
+void OrvantaConfigTest::findsSavedConnections()
 {
     QFETCH(QByteArray, config);
 
@@ -353,7 +353,7 @@ void OrvantaConfigTest::findsConfiguredConnections()
     QCOMPARE(machine.kernel().openResources(), 0);
 }
 
-void OrvantaConfigTest::removesEveryDeviceOfAConfiguredIdentifier()
+void OrvantaConfigTest::removesEveryDeviceOfASavedIdentifier()
 {
     SearchPc pc;
     // Devices of the same identifier that no connection uses stay, all of them.
@@ -424,7 +424,7 @@ void OrvantaConfigTest::asksForSavedIdentifiersInTheLocalCodePage()
 #endif
 }
 
-void OrvantaConfigTest::passesAnExceptionOfTheConfiguredConnections()
+void OrvantaConfigTest::passesAnExceptionOfTheSavedConnections()
 {
     SearchPc pc;
     pc.pc().kernel.devices.clear();

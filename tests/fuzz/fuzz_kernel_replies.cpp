@@ -180,14 +180,14 @@ void requireAdapter(const AdapterInfo &adapter, const Device &device)
 
 void requireListing(const Replies &replies)
 {
-    QList<QStringList> savedGroups = {{}, {"NOT-THERE"}};
+    QList<QStringList> configured = {{}, {"NOT-THERE"}};
     for (const Device &device : replies.devices)
-        savedGroups.append({QString::fromUtf8(device.id().c_str()), "NOT-THERE"});
+        configured.append({QString::fromUtf8(device.id().c_str()), "NOT-THERE"});
 
     QList<AdapterInfo> adapters;
-    QList<QList<AdapterInfo>> groups;
+    QList<QList<AdapterInfo>> connections;
     QString errorText;
-    listKernelAdapters(nullptr, adapters, savedGroups, groups, errorText);
+    listKernelAdapters(nullptr, adapters, configured, connections, errorText);
 
     require(errorText.isEmpty() == replies.opens(), "an error text where the session fails");
     require(errorText.isEmpty() || errorText.startsWith("[ERROR]: "), "the error text's prefix");
@@ -196,13 +196,14 @@ void requireListing(const Replies &replies)
     for (qsizetype index = 0; index < adapters.size(); ++index)
         requireAdapter(adapters[index], replies.devices[static_cast<std::size_t>(index)]);
 
-    require(groups.size() == savedGroups.size(), "a group for each saved one");
-    for (qsizetype index = 0; index < groups.size(); ++index) {
-        require(groups[index].size() == savedGroups[index].size(), "a record for each saved port");
-        for (qsizetype port = 0; port < groups[index].size(); ++port) {
-            const std::string id = savedGroups[index][port].toStdString();
+    require(connections.size() == configured.size(), "a connection for each saved one");
+    for (qsizetype index = 0; index < connections.size(); ++index) {
+        require(connections[index].size() == configured[index].size(),
+                "a record for each saved port");
+        for (qsizetype port = 0; port < connections[index].size(); ++port) {
+            const std::string id = configured[index][port].toStdString();
             const Device *device = replies.find(id);
-            requireAdapter(groups[index][port], device ? *device : Device{id, {}, notFound});
+            requireAdapter(connections[index][port], device ? *device : Device{id, {}, notFound});
         }
     }
 }
