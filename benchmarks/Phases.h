@@ -1,29 +1,7 @@
 #pragma once
 
-// A benchmark goes through phases. On Linux callgrind writes the instructions of each into a
-// profile of its own; on Windows each prints how long it took.
-
-#ifdef _WIN32
-
-#include <QElapsedTimer>
-
-#include <cstdio>
-
-/// Ends a phase of a benchmark.
-inline void endPhase(const char *name)
-{
-    static QElapsedTimer timer;
-    if (timer.isValid())
-        std::printf("%s: %lld ns\n", name, timer.nsecsElapsed());
-    timer.start();
-}
-
-inline void endPhaseWithMemory(const char *name)
-{
-    endPhase(name);
-}
-
-#else
+// A benchmark goes through phases. Callgrind writes the instructions of each into a profile of its
+// own.
 
 #include <QFile>
 
@@ -60,5 +38,3 @@ inline void stopCounting()
 {
     CALLGRIND_STOP_INSTRUMENTATION;
 }
-
-#endif

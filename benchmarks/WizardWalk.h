@@ -4,14 +4,11 @@
 #include "tests/support/AdapterPageNames.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QListView>
 #include <QMovie>
 #include <QTimer>
 #include <QWizard>
-
-#include <cstdio>
 
 /// Knows whether a widget has been painted since the object was made, while no search ran.
 class PaintWatch : public QObject
@@ -21,23 +18,13 @@ public:
         : m_widget(widget), m_loadingFrame(loadingFrame)
     {
         widget.installEventFilter(this);
-        loadingFrame.installEventFilter(this);
     }
 
     bool isPainted() const { return m_isPainted; }
 
-    /// Prints how long ago the search ended, if there was one.
-    void printTimeSinceSearch(const char *name) const
-    {
-        if (m_sinceSearch.isValid())
-            std::printf("%s: %lld ns\n", name, m_sinceSearch.nsecsElapsed());
-    }
-
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (watched == &m_loadingFrame && event->type() == QEvent::Hide)
-            m_sinceSearch.start();
         if (watched == &m_widget && event->type() == QEvent::Paint)
             m_isPainted = m_isPainted || m_loadingFrame.isHidden();
         return QObject::eventFilter(watched, event);
@@ -46,7 +33,6 @@ protected:
 private:
     QWidget &m_widget;
     QWidget &m_loadingFrame;
-    QElapsedTimer m_sinceSearch;
     bool m_isPainted = false;
 };
 
@@ -96,7 +82,6 @@ private:
         action();
         while (!watch.isPainted())
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        watch.printTimeSinceSearch("window does not answer");
     }
 
     /// Shows all frames of the loading animation once, without waiting: a processor that has been

@@ -15,7 +15,6 @@ class Profile:
         self.total = 0
         self._names = {}
         self._inclusive = defaultdict(int)
-        self._calls = defaultdict(int)
         self._read(path)
 
     def inclusive(self, function):
@@ -24,9 +23,6 @@ class Profile:
             raise LookupError(f"Expected {function} in the phase {self.phase}, found no such "
                               "function: it may have been inlined.")
         return self._inclusive[function]
-
-    def calls(self, function):
-        return self._calls[function]
 
     def _name(self, text):
         number, name = re.fullmatch(r"\((\d+)\)(?: (.*))?", text).groups()
@@ -44,9 +40,7 @@ class Profile:
             elif line.startswith("fn="):
                 function = self._name(line[3:])
             elif line.startswith("cfn="):
-                called = self._name(line[4:])
-            elif line.startswith("calls="):
-                self._calls[called] += int(line[6:].split()[0])
+                self._name(line[4:])
             elif re.match(r"[0-9+*-]", line):
                 # Either the function's own cost or, after "calls=", that of what it called.
                 self._inclusive[function] += int(line.split()[1])

@@ -1,57 +1,30 @@
 // The program on a simulated PC, taken through its pages.
-//     whole_program SECONDS [ROWS]
-// SECONDS is the time to stay on each page, ROWS the file that its lists' rows are written to.
+//     whole_program SECONDS
+// SECONDS is the time to stay on each page.
 
-#include "adapter_page/LinkRules.h"
 #include "app/OrvantaConfigurator.h"
 #include "app/ScreenFit.h"
-#include "benchmarks/CallCount.h"
 #include "benchmarks/WizardWalk.h"
+#include "platform/KernelApi.h"
 #include "platform/Platform.h"
+#include "platform/WindowsApi.h"
 
-#include <QFile>
-#include <QIcon>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QScopeGuard>
+
+#include <functional>
 
 namespace
 {
 
-QString lampImage(const QModelIndex &row)
+/// Leaves out of the count what the simulated PC does to answer a call.
+template <typename Result, typename... Arguments>
+void leaveOut(std::function<Result(Arguments...)> &function)
 {
-    const auto icon = row.data(Qt::DecorationRole).value<QIcon>();
-    for (const Lamp &lamp : allLamps) {
-        const QPixmap image(lamp.image);
-        if (icon.pixmap(image.size()).toImage() == image.toImage())
-            return lamp.image;
-    }
-    qFatal("Expected a lamp in every row");
-}
-
-QJsonArray rowsOf(const QAbstractItemModel &model)
-{
-    QJsonArray rows;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        const QModelIndex index = model.index(row, 0);
-        rows.append(
-            QJsonObject{{"text", index.data().toString()},
-                        {"lamp", lampImage(index)},
-                        {"toolTip", index.data(Qt::ToolTipRole).toString()},
-                        {"description", index.data(Qt::AccessibleDescriptionRole).toString()}});
-    }
-    return rows;
-}
-
-/// Writes the rows of all lists, for the bare wizard to show the same ones.
-void writeRows(const QWidget &wizard, const QString &path)
-{
-    QJsonObject lists;
-    for (const QListView *list : wizard.findChildren<QListView *>())
-        lists.insert(list->objectName(), rowsOf(*list->model()));
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(lists).toJson()) <= 0)
-        qFatal("Expected %s to be writable", qPrintable(path));
+    function = [answer = function](Arguments... arguments) {
+        CALLGRIND_TOGGLE_COLLECT;
+        const auto goOn = qScopeGuard([] { CALLGRIND_TOGGLE_COLLECT; });
+        return answer(arguments...);
+    };
 }
 
 } // namespace
@@ -61,14 +34,13 @@ int main(int argc, char *argv[])
     endPhase("load");
     if (argc < 2 || !platform::start())
         return 2;
-    const CallCount calls;
+    const auto leaveOutEntry = [](auto &entry) { leaveOut(entry.function); };
+    platform::windowsApi().forEach(leaveOutEntry);
+    platform::kernelApi().forEach(leaveOutEntry);
     endPhase("simulated PC");
 
     QApplication application(argc, argv);
     OrvantaConfigurator wizard;
     const ScreenFit screenFit(wizard);
     WizardWalk(wizard, QByteArray(argv[1]).toInt()).run();
-    calls.print();
-    if (argc > 2)
-        writeRows(wizard, QFile::decodeName(argv[2]));
 }
