@@ -62,7 +62,8 @@ bool ScreenFit::eventFilter(QObject *watched, QEvent *event)
     if (type == QEvent::Resize && m_wizard.screen()) {
         // The window system also reports sizes that the user chose, and that of a restored window.
         const QSize before = static_cast<QResizeEvent *>(event)->oldSize();
-        if (!event->spontaneous() || before == before.expandedTo(roomFor(m_wizard).size()))
+        const bool filledScreen = before == before.expandedTo(roomFor(m_wizard).size());
+        if (!event->spontaneous() || filledScreen)
             placeSoon();
     }
     return QObject::eventFilter(watched, event);
@@ -89,16 +90,17 @@ void ScreenFit::fit()
     QRect place(m_wizard.geometry().topLeft(), m_wizard.size().expandedTo({0, wanted}));
     if (!isShown(place.marginsAdded(window.frameMargins()))) {
         const QRect room = roomFor(m_wizard);
-        place.setSize(place.size().boundedTo(room.size()));
+        place.setSize(place.size().boundedTo(room.size().expandedTo({m_wizard.minimumWidth(), 0})));
         if (m_isPlaceDue || place.size() != m_wizard.size()) {
-            place.moveRight(std::min(place.right(), room.right()));
-            place.moveBottom(std::min(place.bottom(), room.bottom()));
-            place.moveLeft(std::max(place.left(), room.left()));
-            place.moveTop(std::max(place.top(), room.top()));
+            // A window that is wider than its screen may show either end.
+            const auto [least, most] = std::minmax({room.left(), room.right() + 1 - place.width()});
+            place.moveLeft(std::clamp(place.left(), least, most));
+            place.moveTop(std::clamp(place.top(), room.top(), room.bottom() + 1 - place.height()));
         }
     }
 
     const int least = std::min(wanted, place.height());
+    // Lowered before the window is; raised afterwards, since it has the window grow where it stands.
     m_wizard.setMinimumHeight(std::min(m_wizard.minimumHeight(), least));
     if (!(m_wizard.windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
         m_wizard.setGeometry(place);

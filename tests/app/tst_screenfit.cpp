@@ -88,6 +88,7 @@ private slots:
     void changesNothingWhereThereIsRoom();
     void movesNoFurtherThanNeeded_data();
     void movesNoFurtherThanNeeded();
+    void leavesTheWindowToTheUser_data();
     void leavesTheWindowToTheUser();
     void leavesAloneWhatTheScreensShowTogether();
     void fitsAfterChange_data();
@@ -187,10 +188,19 @@ void ScreenFitTest::movesNoFurtherThanNeeded()
     QTEST(run.place(), "after");
 }
 
+void ScreenFitTest::leavesTheWindowToTheUser_data()
+{
+    QTest::addColumn<QPoint>("partlyOffScreen");
+    QTest::addColumn<QPoint>("afterChange");
+    QTest::newRow("1280x720") << QPoint(800, 300) << QPoint(606, 86);
+    // Of this screen, the page is wider than all 569 pixels.
+    QTest::newRow("1280x1920 at 225 percent") << QPoint(-40, 20) << QPoint(-40, 20);
+}
+
 void ScreenFitTest::leavesTheWindowToTheUser()
 {
-    const QPoint partlyOffScreen(800, 300);
-    WizardOnScreen run("1280x720");
+    QFETCH(QPoint, partlyOffScreen);
+    WizardOnScreen run(QTest::currentDataTag());
     run.user.goToAdapters();
     QCoreApplication::processEvents();
     run.moveTo(partlyOffScreen);
@@ -206,8 +216,9 @@ void ScreenFitTest::leavesTheWindowToTheUser()
     QTRY_COMPARE(run.wizard.minimumHeight(), 567);
     QCOMPARE(run.place(), partlyOffScreen);
 
-    run.user.press(QWizard::BackButton);
-    QTRY_VERIFY(run.isWithinArea());
+    emit run.wizard.screen()->availableGeometryChanged(QRect());
+    QCoreApplication::sendPostedEvents(&run.wizard, QEvent::LayoutRequest);
+    QTEST(run.place(), "afterChange");
 }
 
 void ScreenFitTest::leavesAloneWhatTheScreensShowTogether()
