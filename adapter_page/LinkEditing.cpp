@@ -41,12 +41,12 @@ void NetworkAdapterSelectorPage::onAvailableAdaptersListItemSelectionChanged()
 void NetworkAdapterSelectorPage::on_createSingleLink_clicked()
 {
     QString text;
-    QString data1;
-    QString data2;
-    takeSelectedRow(availableAdaptersList, text, data1, data2);
-    if (text.isEmpty() || data1.isEmpty())
+    QString deviceId;
+    QString description;
+    takeSelectedRow(availableAdaptersList, text, deviceId, description);
+    if (text.isEmpty() || deviceId.isEmpty())
         return;
-    appendEntry(m_singleLinkModel, text, data1, data2);
+    appendEntry(m_singleLinkModel, text, deviceId, description);
     updateAllStatusIcons();
 }
 
@@ -58,50 +58,51 @@ void NetworkAdapterSelectorPage::on_createDualLink_clicked()
     }
 
     QStringList texts;
-    QStringList data1;
-    QStringList data2;
-    takeSelectedRows(availableAdaptersList, texts, data1, data2);
-    if (texts.isEmpty() || data1.isEmpty())
+    QStringList deviceIds;
+    QStringList descriptions;
+    takeSelectedRows(availableAdaptersList, texts, deviceIds, descriptions);
+    if (texts.isEmpty() || deviceIds.isEmpty())
         return;
-    appendEntry(m_dualLinkModel, dualLinkConcat(texts), data1, data2);
+    appendEntry(m_dualLinkModel, dualLinkConcat(texts), deviceIds, descriptions);
     updateAllStatusIcons();
 }
 
 void NetworkAdapterSelectorPage::on_removeSingleLink_clicked()
 {
     QString text;
-    QString data1;
-    QString data2;
-    takeSelectedRow(singleLinkList, text, data1, data2);
-    if (!text.isEmpty() && !data1.isEmpty())
-        appendEntry(m_availableModel, text, data1, data2);
+    QString deviceId;
+    QString description;
+    takeSelectedRow(singleLinkList, text, deviceId, description);
+    if (!text.isEmpty() && !deviceId.isEmpty())
+        appendEntry(m_availableModel, text, deviceId, description);
     updateAllStatusIcons();
 }
 
 void NetworkAdapterSelectorPage::on_removeDualLink_clicked()
 {
     QString text;
-    QStringList data1;
-    QStringList data2;
-    takeSelectedDualRow(dualLinkList, text, data1, data2);
-    if (text.isEmpty() || data1.isEmpty())
+    QStringList deviceIds;
+    QStringList descriptions;
+    takeSelectedDualRow(dualLinkList, text, deviceIds, descriptions);
+    if (text.isEmpty() || deviceIds.isEmpty())
         return;
     // A port without an identifier comes back without a description, too.
-    appendDualParts(text, data1, data2.mid(0, data1.size()));
+    appendDualParts(text, deviceIds, descriptions.mid(0, deviceIds.size()));
     updateAllStatusIcons();
 }
 
 void NetworkAdapterSelectorPage::on_clearSingleLink_clicked()
 {
     for (const Row &row : takeAllRows(*singleLinkList, m_singleLinkModel))
-        appendEntry(m_availableModel, row.text, row.data1.toString(), row.data2.toString());
+        appendEntry(m_availableModel, row.text, row.deviceId.toString(),
+                    row.description.toString());
     updateAllStatusIcons();
 }
 
 void NetworkAdapterSelectorPage::on_clearDualLink_clicked()
 {
     for (const Row &row : takeAllRows(*dualLinkList, m_dualLinkModel))
-        appendDualParts(row.text, row.data1.toStringList(), row.data2.toStringList());
+        appendDualParts(row.text, row.deviceId.toStringList(), row.description.toStringList());
     updateAllStatusIcons();
 }
 
@@ -114,14 +115,14 @@ bool NetworkAdapterSelectorPage::validatePage()
 {
     singleLinkResult.clear();
     for (int row = 0; row < m_singleLinkModel.rowCount(); ++row) {
-        const QString port = m_singleLinkModel.index(row, 0).data(publishedRole).toString();
+        const QString port = m_singleLinkModel.index(row, 0).data(deviceIdRole).toString();
         if (!port.isEmpty())
             singleLinkResult.append(port);
     }
 
     dualLinkResult.clear();
     for (int row = 0; row < m_dualLinkModel.rowCount(); ++row) {
-        const QStringList ports = m_dualLinkModel.index(row, 0).data(publishedRole).toStringList();
+        const QStringList ports = m_dualLinkModel.index(row, 0).data(deviceIdRole).toStringList();
         if (ports.size() == 2)
             dualLinkResult.append(ports[0] + ";" + ports[1]);
     }

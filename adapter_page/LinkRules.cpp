@@ -63,8 +63,8 @@ const Lamp &lampOf(int status)
     return allLamps.back();
 }
 
-QString portDescription(const QString &identifier, const QString &description, int status)
+QString portDescription(const QString &deviceId, const QString &description, int status)
 {
     return QString("Identifier: %1\nDescription: %2\n%3")
-        .arg(identifier, description, lampOf(status).description);
+        .arg(deviceId, description, lampOf(status).description);
 }

@@ -34,4 +34,4 @@ inline constexpr std::array allLamps = {
 const Lamp &lampOf(int status);
 
 /// Returns in words what a port is and what its lamp shows, a line each. Plain text.
-QString portDescription(const QString &identifier, const QString &description, int status);
+QString portDescription(const QString &deviceId, const QString &description, int status);

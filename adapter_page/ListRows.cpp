@@ -7,8 +7,7 @@
 
 NetworkAdapterSelectorPage::Row NetworkAdapterSelectorPage::rowAt(const QModelIndex &index)
 {
-    return {index.data(textRole).toString(), index.data(publishedRole),
-            index.data(descriptionRole)};
+    return {index.data(textRole).toString(), index.data(deviceIdRole), index.data(descriptionRole)};
 }
 
 /// Returns the first selected row after removing it, or an empty row when none is selected.
@@ -38,8 +37,8 @@ void NetworkAdapterSelectorPage::takeSelectedRow(QAbstractItemView *view, QStrin
 {
     const Row row = takeFirstSelected(*view);
     text = row.text;
-    data1 = row.data1.toString();
-    data2 = row.data2.toString();
+    data1 = row.deviceId.toString();
+    data2 = row.description.toString();
 }
 
 void NetworkAdapterSelectorPage::takeSelectedDualRow(QAbstractItemView *view, QString &text,
@@ -47,8 +46,8 @@ void NetworkAdapterSelectorPage::takeSelectedDualRow(QAbstractItemView *view, QS
 {
     const Row row = takeFirstSelected(*view);
     text = row.text;
-    data1 = row.data1.toStringList();
-    data2 = row.data2.toStringList();
+    data1 = row.deviceId.toStringList();
+    data2 = row.description.toStringList();
 }
 
 void NetworkAdapterSelectorPage::takeSelectedRows(QAbstractItemView *view, QStringList &texts,
@@ -57,8 +56,8 @@ void NetworkAdapterSelectorPage::takeSelectedRows(QAbstractItemView *view, QStri
     for (const QModelIndex &index : view->selectionModel()->selectedIndexes()) {
         const Row row = rowAt(index);
         texts.append(row.text);
-        data1.append(row.data1.toString());
-        data2.append(row.data2.toString());
+        data1.append(row.deviceId.toString());
+        data2.append(row.description.toString());
     }
     // Removing a row moves the others: the selection is read again each time.
     for (QModelIndexList selected = view->selectionModel()->selectedIndexes(); !selected.isEmpty();
@@ -72,17 +71,17 @@ void NetworkAdapterSelectorPage::appendEntry(QStandardItemModel &model, const QS
     auto *item = new QStandardItem(text);
     // A row that has been renamed would be lost, or lose its port, when it is moved.
     item->setEditable(false);
-    item->setData(data1, publishedRole);
+    item->setData(data1, deviceIdRole);
     item->setData(data2, descriptionRole);
     model.appendRow(item);
 }
 
-void NetworkAdapterSelectorPage::appendDualParts(const QString &text, const QStringList &data1,
-                                                 const QStringList &data2)
+void NetworkAdapterSelectorPage::appendDualParts(const QString &text, const QStringList &deviceIds,
+                                                 const QStringList &descriptions)
 {
     const QStringList parts = dualLinkParts(text);
     for (qsizetype i = 0; i < parts.size(); ++i)
-        appendEntry(m_availableModel, parts[i], data1.value(i), data2.value(i));
+        appendEntry(m_availableModel, parts[i], deviceIds.value(i), descriptions.value(i));
 }
 
 /// Clears the selection first: a model that is cleared takes the selection away without a signal,

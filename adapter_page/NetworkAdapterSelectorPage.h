@@ -30,8 +30,8 @@ class NetworkAdapterSelectorPage : public QWizardPage, private Ui::NetworkAdapte
 public:
     /// The entry text of a port, or the text of a Dual Link.
     static constexpr int textRole = Qt::DisplayRole;
-    /// The identifier that is published for a port.
-    static constexpr int publishedRole = Qt::UserRole + 1;
+    /// The identifier of a port, which is what is published.
+    static constexpr int deviceIdRole = Qt::UserRole + 1;
     /// The description of a port.
     static constexpr int descriptionRole = Qt::UserRole + 2;
 
@@ -94,11 +94,11 @@ private:
     // Link editing
     static bool isSameAdapterSelected(QAbstractItemView *view);
 
-    // List rows
+    // List rows. data1 is the value of deviceIdRole, data2 that of descriptionRole.
     struct Row {
         QString text;
-        QVariant data1;
-        QVariant data2;
+        QVariant deviceId;
+        QVariant description;
     };
     static Row rowAt(const QModelIndex &index);
     static Row takeFirstSelected(const QAbstractItemView &view);
@@ -111,7 +111,8 @@ private:
                                  QStringList &data2);
     static void appendEntry(QStandardItemModel &model, const QString &text, const QVariant &data1,
                             const QVariant &data2);
-    void appendDualParts(const QString &text, const QStringList &data1, const QStringList &data2);
+    void appendDualParts(const QString &text, const QStringList &deviceIds,
+                         const QStringList &descriptions);
     static void clearList(QAbstractItemView &view, QStandardItemModel &model);
 
     QFutureWatcher<OrvantaSearchResults> m_searchWatcher;

@@ -41,11 +41,11 @@ QIcon lampIcon(int status)
 QString rowDescription(const QStandardItem &item, const QList<int> &statuses)
 {
     using Page = NetworkAdapterSelectorPage;
-    const QStringList identifiers = item.data(Page::publishedRole).toStringList();
+    const QStringList deviceIds = item.data(Page::deviceIdRole).toStringList();
     const QStringList descriptions = item.data(Page::descriptionRole).toStringList();
     QStringList ports;
     for (qsizetype i = 0; i < statuses.size(); ++i)
-        ports.append(portDescription(identifiers.value(i), descriptions.value(i), statuses[i]));
+        ports.append(portDescription(deviceIds.value(i), descriptions.value(i), statuses[i]));
     return ports.join("\n");
 }
 

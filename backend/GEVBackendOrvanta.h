@@ -42,10 +42,10 @@ public:
 
     /// Returns the friendly name that the kernel knows for a device, or its description, or the
     /// identifier itself.
-    std::string queryDeviceName(const std::string &identifier) const;
+    std::string queryDeviceName(const std::string &deviceId) const;
 
     /// Returns the description that the kernel knows for a device, or the identifier itself.
-    std::string queryDeviceDescription(const std::string &identifier) const;
+    std::string queryDeviceDescription(const std::string &deviceId) const;
 
     /// Releases the objects that the kernel-side library left in the shared memory.
     void releaseKernelObjects();

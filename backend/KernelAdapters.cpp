@@ -19,10 +19,10 @@ void listDevices(DPL::GEVBackendBase &backend, QList<AdapterInfo> &adapters)
     }
 }
 
-AdapterInfo resolvePort(const DPL::GEVBackendOrvanta &backend, const QString &identifier)
+AdapterInfo resolvePort(const DPL::GEVBackendOrvanta &backend, const QString &deviceId)
 {
     AdapterInfo port;
-    port.deviceId = identifier.toLocal8Bit().toStdString();
+    port.deviceId = deviceId.toLocal8Bit().toStdString();
     port.name = backend.queryDeviceName(port.deviceId);
     port.description = backend.queryDeviceDescription(port.deviceId);
     appendPciLocation(port);

@@ -22,11 +22,11 @@ std::string textOf(const char (&field)[Size])
     return {field, strnlen(field, Size)};
 }
 
-std::optional<DeviceInfo> queryDevice(const std::string &identifier)
+std::optional<DeviceInfo> queryDevice(const std::string &deviceId)
 {
     DeviceInfo info{};
     info.size = sizeof(info);
-    if (kernelApi().queryDeviceInformation(identifier.c_str(), &info, OVF_NO_FLAGS) != 0)
+    if (kernelApi().queryDeviceInformation(deviceId.c_str(), &info, OVF_NO_FLAGS) != 0)
         return std::nullopt;
     return info;
 }
@@ -46,19 +46,19 @@ void reportEnd(std::uint32_t code, std::uint32_t index)
 
 } // namespace
 
-std::string GEVBackendOrvanta::queryDeviceName(const std::string &identifier) const
+std::string GEVBackendOrvanta::queryDeviceName(const std::string &deviceId) const
 {
-    const auto info = queryDevice(identifier);
+    const auto info = queryDevice(deviceId);
     if (!info)
-        return identifier;
+        return deviceId;
     const std::string friendlyName = textOf(info->friendlyName);
     return friendlyName.empty() ? textOf(info->description) : friendlyName;
 }
 
-std::string GEVBackendOrvanta::queryDeviceDescription(const std::string &identifier) const
+std::string GEVBackendOrvanta::queryDeviceDescription(const std::string &deviceId) const
 {
-    const auto info = queryDevice(identifier);
-    return info ? textOf(info->description) : identifier;
+    const auto info = queryDevice(deviceId);
+    return info ? textOf(info->description) : deviceId;
 }
 
 void GEVBackendOrvanta::enumerateDevices()
@@ -66,16 +66,16 @@ void GEVBackendOrvanta::enumerateDevices()
     m_devices.clear();
     std::uint8_t orvantaCount = 0;
     for (std::uint32_t index = 0;; ++index) {
-        char identifier[platform::deviceIdentifierSize] = {};
+        char deviceId[platform::deviceIdSize] = {};
         const std::uint32_t code =
-            kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier, OVF_NO_FLAGS);
+            kernelApi().OV_enumDevicesEx("NET", "PCI", nullptr, index, deviceId, OVF_NO_FLAGS);
         if (code != 0) {
             reportEnd(code, index);
             return;
         }
 
         AdapterInfo device;
-        device.deviceId = textOf(identifier);
+        device.deviceId = textOf(deviceId);
         device.name = queryDeviceName(device.deviceId);
         device.description = queryDeviceDescription(device.deviceId);
         device.flagB = orvantaCount;

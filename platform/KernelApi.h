@@ -45,13 +45,13 @@ struct KernelOperation : ApiFunction<Signature> {
     OPERATION(56, freeKernel, (std::uint32_t kernel), (kernel))                                    \
     OPERATION(130, OV_enumDevicesEx,                                                               \
               (const char *deviceClass, const char *bus, void *reserved, std::uint32_t index,      \
-               char *identifier, std::uint32_t flags),                                             \
-              (deviceClass, bus, reserved, index, identifier, flags))                              \
+               char *deviceId, std::uint32_t flags),                                               \
+              (deviceClass, bus, reserved, index, deviceId, flags))                                \
     OPERATION(182, OV_getSystemInformation,                                                        \
               (SystemInformation * information, std::uint32_t flags), (information, flags))        \
     OPERATION(200, queryDeviceInformation,                                                         \
-              (const char *identifier, DeviceInfo *information, std::uint32_t flags),              \
-              (identifier, information, flags))                                                    \
+              (const char *deviceId, DeviceInfo *information, std::uint32_t flags),                \
+              (deviceId, information, flags))                                                      \
     OPERATION(512, releaseFirstObject, (std::uint32_t handle, std::uint32_t flags),                \
               (handle, flags))                                                                     \
     OPERATION(572, releaseSecondObject, (std::uint32_t handle, std::uint32_t flags),               \

@@ -31,7 +31,7 @@ static_assert(offsetof(DeviceInfo, friendlyName) == 244);
 static_assert(sizeof(DeviceInfo) == 1204);
 
 /// Size in bytes of the buffer that OV_enumDevicesEx fills with a device's identifier.
-inline constexpr std::size_t deviceIdentifierSize = 256;
+inline constexpr std::size_t deviceIdSize = 256;
 
 #pragma pack(push, 1)
 

@@ -152,11 +152,11 @@ void SimulatedKernel::addKernelSideLibrary(KernelApi &api)
     api.releaseSecondObject.function = refuse;
 }
 
-const SimulatedKernelDevice *SimulatedKernel::findDevice(const char *identifier) const
+const SimulatedKernelDevice *SimulatedKernel::findDevice(const char *deviceId) const
 {
     for (const auto *devices : {&m_settings.devices, &m_settings.unlistedDevices}) {
         for (const SimulatedKernelDevice &device : *devices) {
-            if (device.id.toUtf8() == identifier)
+            if (device.id.toUtf8() == deviceId)
                 return &device;
         }
     }
@@ -167,14 +167,14 @@ void SimulatedKernel::addDevices(KernelApi &api)
 {
     api.OV_enumDevicesEx.function =
         whenOpen([this](const char *deviceClass, const char *bus, void * /*reserved*/,
-                        std::uint32_t index, char *identifier, std::uint32_t flags) {
-            if (!deviceClass || !bus || !identifier || flags != OVF_NO_FLAGS)
+                        std::uint32_t index, char *deviceId, std::uint32_t flags) {
+            if (!deviceClass || !bus || !deviceId || flags != OVF_NO_FLAGS)
                 return invalidParameter;
             // Every device of a simulated PC is a network device on the PCI bus.
             const bool isKnownKind = qstrcmp(deviceClass, "NET") == 0 && qstrcmp(bus, "PCI") == 0;
             if (!isKnownKind || index >= static_cast<std::size_t>(m_settings.devices.size()))
                 return m_settings.endCode;
-            writeText({identifier, platform::deviceIdentifierSize}, m_settings.devices[index].id);
+            writeText({deviceId, platform::deviceIdSize}, m_settings.devices[index].id);
             return success;
         });
     api.OV_getSystemInformation.function =
@@ -183,11 +183,11 @@ void SimulatedKernel::addDevices(KernelApi &api)
             return isValid && flags == OVF_NO_FLAGS ? success : invalidParameter;
         });
     api.queryDeviceInformation.function =
-        whenOpen([this](const char *identifier, DeviceInfo *information, std::uint32_t flags) {
+        whenOpen([this](const char *deviceId, DeviceInfo *information, std::uint32_t flags) {
             const bool isValid = information && information->size == sizeof(DeviceInfo);
-            if (!isValid || !identifier || flags != OVF_NO_FLAGS)
+            if (!isValid || !deviceId || flags != OVF_NO_FLAGS)
                 return invalidParameter;
-            const SimulatedKernelDevice *device = findDevice(identifier);
+            const SimulatedKernelDevice *device = findDevice(deviceId);
             if (!device)
                 return notFound;
             writeText(information->description, device->description);

@@ -60,7 +60,7 @@ private:
     /// Returns an operation that answers only while the driver is open.
     template <typename Answer>
     auto whenOpen(Answer answer);
-    const SimulatedKernelDevice *findDevice(const char *identifier) const;
+    const SimulatedKernelDevice *findDevice(const char *deviceId) const;
     void note(const QString &call);
 
     const SimulatedKernelSettings m_settings;

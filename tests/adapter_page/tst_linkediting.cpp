@@ -272,7 +272,7 @@ void LinkEditingTest::doesNothingWithoutSelection()
 
 void LinkEditingTest::dropsPortThatCannotBePublished_data()
 {
-    const DataRows<QString, QString> row("text", "published");
+    const DataRows<QString, QString> row("text", "deviceId");
     row("no identifier", "Port", QString());
     row("no text", QString(), "X");
 }
@@ -280,13 +280,13 @@ void LinkEditingTest::dropsPortThatCannotBePublished_data()
 void LinkEditingTest::dropsPortThatCannotBePublished()
 {
     QFETCH(QString, text);
-    QFETCH(QString, published);
+    QFETCH(QString, deviceId);
     WizardUser &user = startOnAdapters();
-    user.append(availableList, text, published, "Description");
+    user.append(availableList, text, deviceId, "Description");
     user.makeLink({9});
     compareLists("A B C D E F G H I", "", "");
 
-    user.append(singleList, text, published, "Description");
+    user.append(singleList, text, deviceId, "Description");
     user.click(singleList, 0);
     user.press(removeSingleLink);
     compareLists("A B C D E F G H I", "", "");

@@ -65,10 +65,10 @@ inline platform::SharedData *sharedMemory(std::uint32_t handle = 1)
 }
 
 /// Returns the call that asks for a device, and the two that ask for its texts.
-inline QStringList deviceCalls(int index, const QString &identifier)
+inline QStringList deviceCalls(int index, const QString &deviceId)
 {
     const QString query = QString("queryDeviceInformation(\"%1\", %2, 0)")
-                              .arg(identifier)
+                              .arg(deviceId)
                               .arg(sizeof(platform::DeviceInfo));
     return {QString("OV_enumDevicesEx(\"NET\", \"PCI\", null, %1, 0)").arg(index), query, query};
 }

@@ -130,11 +130,10 @@ void KernelAdaptersTest::resolvesTheSavedConnections()
 void KernelAdaptersTest::resolvesIdentifiersInTheLocalEncoding()
 {
     const SimulatedMachine machine{SimulatedPc()};
-    const QString identifier = QString::fromUtf8("GER\xC3\x84T");
-    const Listing listing = list({{identifier}});
+    const QString deviceId = QString::fromUtf8("GER\xC3\x84T");
+    const Listing listing = list({{deviceId}});
 
-    QCOMPARE(QByteArray::fromStdString(listing.connections[0][0].deviceId),
-             identifier.toLocal8Bit());
+    QCOMPARE(QByteArray::fromStdString(listing.connections[0][0].deviceId), deviceId.toLocal8Bit());
     // A kernel without a device is no failure.
     QCOMPARE(listing.printed, "No network adapters found!\n");
     QCOMPARE(listing.adapters.size(), 0);

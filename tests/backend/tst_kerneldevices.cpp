@@ -161,7 +161,7 @@ void KernelDevicesTest::endsBehindTheLastDevice()
 
 void KernelDevicesTest::choosesTheTexts_data()
 {
-    const DataRows<QByteArray, QByteArray, QByteArray> row("identifier", "name", "description");
+    const DataRows<QByteArray, QByteArray, QByteArray> row("deviceId", "name", "description");
     row("friendly name", "A", "Friendly", "Description");
     row("no friendly name", "B", "Description", "Description");
     row("device that is not listed", "C", "Hidden", "Description");
@@ -172,7 +172,7 @@ void KernelDevicesTest::choosesTheTexts_data()
 
 void KernelDevicesTest::choosesTheTexts()
 {
-    QFETCH(QByteArray, identifier);
+    QFETCH(QByteArray, deviceId);
 
     SimulatedPc pc;
     pc.kernel.devices = {{"A", "Friendly", "Description"},
@@ -181,7 +181,7 @@ void KernelDevicesTest::choosesTheTexts()
                          {"E", "", ""}};
     pc.kernel.unlistedDevices = {{"C", "Hidden", "Description"}};
     const Session session(pc);
-    const std::string id = identifier.toStdString();
+    const std::string id = deviceId.toStdString();
 
     QTEST(QByteArray::fromStdString(session.backend.queryDeviceName(id)), "name");
     QTEST(QByteArray::fromStdString(session.backend.queryDeviceDescription(id)), "description");
@@ -221,10 +221,10 @@ void KernelDevicesTest::readsAnUnterminatedIdentifierNoFurtherThanItsBuffer()
 {
     Session session{SimulatedPc()};
     kernelApi().OV_enumDevicesEx.function = [](auto, auto, auto, std::uint32_t index,
-                                               char *identifier, auto) {
+                                               char *deviceId, auto) {
         if (index > 0)
             return noSuchDevice;
-        std::fill_n(identifier, 256, 'i');
+        std::fill_n(deviceId, 256, 'i');
         return 0U;
     };
     session.enumerate();

@@ -300,7 +300,7 @@ void WizardTest::servesEveryPc()
 
     QStringList lines;
     for (const char *list : {singleList, dualList}) {
-        for (const QVariant &ports : user.values(list, publishedRole))
+        for (const QVariant &ports : user.values(list, deviceIdRole))
             lines.append(ports.toStringList().join(";"));
     }
     finish();

@@ -21,7 +21,7 @@
 #include <string_view>
 #include <vector>
 
-using platform::deviceIdentifierSize;
+using platform::deviceIdSize;
 using platform::DeviceInfo;
 
 namespace
@@ -43,11 +43,11 @@ std::string fieldText(std::string_view field)
 
 struct Device {
     /// Fills the whole field where the NUL is missing.
-    std::string identifier;
+    std::string deviceId;
     DeviceInfo record{};
     std::uint32_t queryCode = 0;
 
-    std::string id() const { return fieldText(identifier); }
+    std::string id() const { return fieldText(deviceId); }
 
     std::string description() const
     {
@@ -95,8 +95,8 @@ Device readDevice(FuzzedDataProvider &input)
 {
     const char filling = input.ConsumeIntegral<char>();
     Device device;
-    device.identifier = input.ConsumeRandomLengthString(deviceIdentifierSize);
-    device.identifier.resize(deviceIdentifierSize, filling);
+    device.deviceId = input.ConsumeRandomLengthString(deviceIdSize);
+    device.deviceId.resize(deviceIdSize, filling);
     std::memset(&device.record, filling, sizeof(device.record));
     overwrite(device.record.friendlyName, input.ConsumeRandomLengthString(sizeof(DeviceInfo)));
     overwrite(device.record.description, input.ConsumeRandomLengthString(sizeof(DeviceInfo)));
@@ -125,15 +125,15 @@ void answerWith(const Replies &replies)
 {
     platform::KernelApi &kernel = platform::kernelApi();
     kernel.OV_enumDevicesEx.function = [&](const char *, const char *, void *, std::uint32_t index,
-                                           char *identifier, std::uint32_t) -> std::uint32_t {
+                                           char *deviceId, std::uint32_t) -> std::uint32_t {
         if (index >= replies.devices.size())
             return replies.endCode;
-        std::memcpy(identifier, replies.devices[index].identifier.data(), deviceIdentifierSize);
+        std::memcpy(deviceId, replies.devices[index].deviceId.data(), deviceIdSize);
         return 0;
     };
-    kernel.queryDeviceInformation.function = [&](const char *identifier, DeviceInfo *information,
+    kernel.queryDeviceInformation.function = [&](const char *deviceId, DeviceInfo *information,
                                                  std::uint32_t) {
-        const Device *device = replies.find(identifier);
+        const Device *device = replies.find(deviceId);
         if (!device)
             return notFound;
         *information = device->record;

@@ -74,7 +74,7 @@ Call callOf(int ordinal)
     static std::uint32_t handle = 0;
     static void *address = nullptr;
     static const char *text = nullptr;
-    static std::array<char, 256> identifier{};
+    static std::array<char, 256> deviceId{};
     static SystemInformation systemInformation{sizeof(SystemInformation), {}};
     static DeviceInfo deviceInfo{sizeof(DeviceInfo), {}, {}, {}};
     static const std::map<int, Call> calls = {
@@ -92,7 +92,7 @@ Call callOf(int ordinal)
         {56, [](auto &api) { return api.freeKernel(2); }},
         {130,
          [](auto &api) {
-             return api.OV_enumDevicesEx("NET", "PCI", nullptr, 0, identifier.data(), 0);
+             return api.OV_enumDevicesEx("NET", "PCI", nullptr, 0, deviceId.data(), 0);
          }},
         {182, [](auto &api) { return api.OV_getSystemInformation(&systemInformation, 0); }},
         {200, [](auto &api) { return api.queryDeviceInformation("DEVICE-A", &deviceInfo, 0); }},
@@ -262,7 +262,7 @@ void SimulatedKernelTest::refusesCalls_data()
     static std::uint32_t handle = 0;
     static void *address = nullptr;
     static const char *text = nullptr;
-    static std::array<char, 256> identifier{};
+    static std::array<char, 256> deviceId{};
     static const auto information = [](Api api, std::uint32_t size) {
         SystemInformation record{size, {}};
         return api.OV_getSystemInformation(&record, 0);
@@ -294,11 +294,11 @@ void SimulatedKernelTest::refusesCalls_data()
     refused("first object", [](Api api) { return api.releaseFirstObject(1, 0); });
     refused("second object", [](Api api) { return api.releaseSecondObject(1, 0); });
     refused("enumeration's flags", [](Api api) {
-        return api.OV_enumDevicesEx("NET", "PCI", nullptr, 0, identifier.data(), 4);
+        return api.OV_enumDevicesEx("NET", "PCI", nullptr, 0, deviceId.data(), 4);
     });
     const auto enumerate = [](const char *deviceClass, const char *bus) {
         return [=](Api api) {
-            return api.OV_enumDevicesEx(deviceClass, bus, nullptr, 0, identifier.data(), 0);
+            return api.OV_enumDevicesEx(deviceClass, bus, nullptr, 0, deviceId.data(), 0);
         };
     };
     refused("another class", enumerate("USB", "PCI"), notFound);
@@ -356,12 +356,12 @@ void SimulatedKernelTest::enumerates()
     settings.endCode = 0x101F0007;
     const OpenKernel open(settings);
     const auto enumerate = [&](std::uint32_t index) {
-        std::array<char, 257> identifier{};
-        identifier.back() = '?';
+        std::array<char, 257> deviceId{};
+        deviceId.back() = '?';
         const std::uint32_t code =
-            open.api.OV_enumDevicesEx("NET", "PCI", nullptr, index, identifier.data(), 0);
-        return identifier.back() == '?' ? std::pair(code, QByteArray(identifier.data()))
-                                        : std::pair(code, QByteArray("more than a text"));
+            open.api.OV_enumDevicesEx("NET", "PCI", nullptr, index, deviceId.data(), 0);
+        return deviceId.back() == '?' ? std::pair(code, QByteArray(deviceId.data()))
+                                      : std::pair(code, QByteArray("more than a text"));
     };
     QCOMPARE(enumerate(0), std::pair(success, QByteArray("DEVICE-A")));
     QCOMPARE(enumerate(1), std::pair(success, QByteArray("DEVICE-B")));
@@ -372,7 +372,7 @@ void SimulatedKernelTest::enumerates()
 
 void SimulatedKernelTest::tellsAboutDevices_data()
 {
-    const DataRows<QByteArray, QByteArray, QByteArray> row("identifier", "friendlyName",
+    const DataRows<QByteArray, QByteArray, QByteArray> row("deviceId", "friendlyName",
                                                            "description");
     row("listed", "DEVICE-A", "Adapter", "Ethernet");
     row("unlisted", "DEVICE-C", "Hidden Adapter", "Hidden Ethernet");
@@ -382,7 +382,7 @@ void SimulatedKernelTest::tellsAboutDevices_data()
 
 void SimulatedKernelTest::tellsAboutDevices()
 {
-    QFETCH(const QByteArray, identifier);
+    QFETCH(const QByteArray, deviceId);
     QFETCH(const QByteArray, friendlyName);
     QFETCH(const QByteArray, description);
 
@@ -393,7 +393,7 @@ void SimulatedKernelTest::tellsAboutDevices()
     settings.devices.append({"LONG", QString(2000, u'N'), QString(2000, u'D')});
     const OpenKernel open(settings);
     DeviceInfo record{sizeof(DeviceInfo), {}, {}, {}};
-    QCOMPARE(open.api.queryDeviceInformation(identifier.constData(), &record, 0), success);
+    QCOMPARE(open.api.queryDeviceInformation(deviceId.constData(), &record, 0), success);
     QCOMPARE(QByteArray(record.friendlyName), friendlyName);
     QCOMPARE(QByteArray(record.description), description);
 }

@@ -21,5 +21,5 @@ inline constexpr auto removeDualLink = "removeDualLink";
 inline constexpr auto clearSingleLink = "clearSingleLink";
 inline constexpr auto clearDualLink = "clearDualLink";
 
-inline constexpr int publishedRole = Qt::UserRole + 1;
+inline constexpr int deviceIdRole = Qt::UserRole + 1;
 inline constexpr int descriptionRole = Qt::UserRole + 2;

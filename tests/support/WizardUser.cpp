@@ -171,10 +171,10 @@ QVariantList WizardUser::values(const char *list, int role) const
     return values;
 }
 
-QString WizardUser::rowText(const QString &text, const QVariant &published,
+QString WizardUser::rowText(const QString &text, const QVariant &deviceId,
                             const QVariant &description)
 {
-    return QStringList{text, valueText(published), valueText(description)}.join(" | ");
+    return QStringList{text, valueText(deviceId), valueText(description)}.join(" | ");
 }
 
 QStringList WizardUser::rows(const char *list) const
@@ -182,7 +182,7 @@ QStringList WizardUser::rows(const char *list) const
     QStringList rows;
     for (int row = 0; row < model(list).rowCount(); ++row) {
         const QStandardItem *item = model(list).item(row);
-        rows.append(rowText(item->text(), item->data(publishedRole), item->data(descriptionRole)));
+        rows.append(rowText(item->text(), item->data(deviceIdRole), item->data(descriptionRole)));
     }
     return rows;
 }
@@ -195,11 +195,11 @@ QStringList WizardUser::lamps(const char *list) const
     return lamps;
 }
 
-void WizardUser::append(const char *list, const QString &text, const QVariant &published,
+void WizardUser::append(const char *list, const QString &text, const QVariant &deviceId,
                         const QVariant &description)
 {
     auto *item = new QStandardItem(text);
-    item->setData(published, publishedRole);
+    item->setData(deviceId, deviceIdRole);
     item->setData(description, descriptionRole);
     model(list).appendRow(item);
 }

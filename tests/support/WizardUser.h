@@ -74,7 +74,7 @@ public:
 
     /// Returns what a row holds under its three roles as one text: "text | A | first" of a port,
     /// "text | [A, B] | [first, second]" of a Dual Link.
-    static QString rowText(const QString &text, const QVariant &published,
+    static QString rowText(const QString &text, const QVariant &deviceId,
                            const QVariant &description);
 
     /// Returns the row texts of a list.
@@ -84,7 +84,7 @@ public:
     QStringList lamps(const char *list) const;
 
     /// Puts a row into a list, as the search would.
-    void append(const char *list, const QString &text, const QVariant &published = {},
+    void append(const char *list, const QString &text, const QVariant &deviceId = {},
                 const QVariant &description = {});
 
     template <typename Widget>
