@@ -5,7 +5,7 @@
 namespace DPL
 {
 
-/// Prints a failed kernel call to standard output: the code with the kernel library's name for it,
+/// Prints a failed kernel call to standard output: the code with the API library's name for it,
 /// the command and the message, in red on a console, then the library's further text. Prints
 /// nothing for code 0.
 void printKernelError(std::uint32_t code, const char *command, const char *message);

@@ -70,7 +70,7 @@ void throwOnError(std::int32_t code);
 /// Returns "Code: [<code>] - Error description: ErrCode: <code>".
 std::string formatErrorMessage(std::int32_t code);
 
-/// Returns the program's code for a code of the kernel library: 0 for 0, -200 for an unknown one.
+/// Returns the program's code for a code of the API library: 0 for 0, -200 for an unknown one.
 std::int32_t translateKernelError(std::uint32_t kernelCode);
 
 } // namespace DPL

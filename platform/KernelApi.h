@@ -11,17 +11,17 @@ namespace platform
 inline constexpr std::uint32_t OVF_NO_FLAGS = 0;
 inline constexpr std::uint32_t OVF_KERNEL_EXEC = 4;
 
-/// Code of an error of the kernel library.
+/// Code of an error of the API library.
 enum KernelCode : std::uint32_t {};
 
-/// One operation of the kernel library `Brelvix.dll` and the ordinal under which the library
+/// One operation of the API library `Brelvix.dll` and the ordinal under which the library
 /// exports it. Every operation returns an error code, 0 on success.
 template <typename Signature>
 struct KernelOperation : ApiFunction<Signature> {
     std::uint16_t ordinal;
 };
 
-// The one list of the kernel library's operations that the program calls: ordinal, name,
+// The one list of the API library's operations that the program calls: ordinal, name,
 // parameters, and the parameters' names again. Names that begin with `OV_` are the library's own;
 // it exports the others by ordinal alone.
 #define PLATFORM_KERNEL_OPERATIONS(OPERATION)                                                      \
@@ -57,7 +57,7 @@ struct KernelOperation : ApiFunction<Signature> {
     OPERATION(572, releaseSecondObject, (std::uint32_t handle, std::uint32_t flags),               \
               (handle, flags))
 
-/// The table of the kernel library's operations.
+/// The table of the API library's operations.
 struct KernelApi {
 #define PLATFORM_DECLARE(ordinal, name, parameters, arguments)                                     \
     KernelOperation<std::uint32_t parameters> name{{#name, {}}, ordinal};

@@ -6,7 +6,7 @@
 namespace platform
 {
 
-// The records that cross the kernel library's border, as its interface lays them out. Bytes without
+// The records that cross the API library's border, as its interface lays them out. Bytes without
 // a name belong to the library.
 
 /// What OV_getSystemInformation fills.

@@ -44,7 +44,7 @@ struct WindowsApi {
 
 /// Returns the one table that the program calls through, filled by start(): the SDK's functions on
 /// Windows, the simulated PC elsewhere. Entries may be replaced while no search runs. Never
-/// destroyed, like the kernel library's table.
+/// destroyed, like the API library's table.
 inline WindowsApi &windowsApi()
 {
     static WindowsApi &api = *new WindowsApi;

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <vector>
 
-/// A real-time kernel that answers the kernel library's operations from a simulated PC's settings
+/// A real-time kernel that answers the API library's operations from a simulated PC's settings
 /// and notes every call. May be called from any thread.
 class SimulatedKernel
 {

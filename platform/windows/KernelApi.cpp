@@ -114,7 +114,7 @@ void bind(KernelOperation<std::uint32_t(Arguments...)> &operation,
 
 } // namespace
 
-void bindKernelLibrary()
+void bindApiLibrary()
 {
     const auto *address = addresses.data();
     kernelApi().forEach([&](auto &operation) { bind(operation, *address++); });

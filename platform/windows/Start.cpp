@@ -17,7 +17,7 @@ void fillTables()
 #define PLATFORM_FILL(Result, name, parameters) windowsApi().name.function = ::name;
     PLATFORM_WINDOWS_FUNCTIONS(PLATFORM_FILL)
 #undef PLATFORM_FILL
-    bindKernelLibrary();
+    bindApiLibrary();
     fileLocations() = {
         [](const std::string &windowsPath) { return windowsPath; },
         [] { return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation); },

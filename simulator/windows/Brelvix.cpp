@@ -1,4 +1,4 @@
-// The kernel library of a simulated PC: it exports the simulated kernel's operations by ordinal. A
+// The API library of a simulated PC: it exports the simulated kernel's operations by ordinal. A
 // test tool; no package holds it.
 
 #include "simulator/SimulatedKernel.h"

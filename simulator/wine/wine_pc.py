@@ -1,6 +1,6 @@
 """A simulated PC under Wine: a prefix of its own, filled from the PC's folder.
 
-Wine's own SetupAPI, IP Helper, file and console functions answer the program; the kernel library is
+Wine's own SetupAPI, IP Helper, file and console functions answer the program; the API library is
 the simulated `Brelvix.dll`, which reads the same folder.
 """
 
@@ -206,12 +206,12 @@ class WinePc(WinePrefix):
             for file in (self.pc_folder / "C" / origin).glob("*"):
                 (self.drive / folder / file.name).symlink_to(file)
 
-    def install(self, program_folder, kernel_library=None):
-        """Puts the program, and the kernel library beside it, into the PC; returns the folder."""
+    def install(self, program_folder, api_library=None):
+        """Puts the program, and the API library beside it, into the PC; returns the folder."""
         folder = self.drive / "Program Files" / "Orvanta Configurator"
         shutil.copytree(program_folder, folder, copy_function=os.link)
-        if kernel_library:
-            os.link(kernel_library, folder / "Brelvix.dll")
+        if api_library:
+            os.link(api_library, folder / "Brelvix.dll")
         return folder
 
     def start(self, command, network_setup=None, variables=None, **options):

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The console that the shipped program was started from, and where it finds the kernel library."""
+"""The console that the shipped program was started from, and where it finds the API library."""
 
 import os
 import pathlib
@@ -10,13 +10,13 @@ import unittest
 import pefile
 
 import end_to_end
-from end_to_end import AVAILABLE, BUILD, CLOSE_DRIVER_CALL, KERNEL_LIBRARY, TWO_CARDS
+from end_to_end import API_LIBRARY, AVAILABLE, BUILD, CLOSE_DRIVER_CALL, TWO_CARDS
 from waiting import wait_for
 from wine_pc import windows_path
 
 TOOLS = BUILD / "tests" / "windows"
 PROGRAM = r"C:\Program Files\Orvanta Configurator\OrvantaConfigurator.exe"
-KERNEL_LIBRARY_WITHOUT_182 = TOOLS / "without-182" / "Brelvix.dll"
+API_LIBRARY_WITHOUT_182 = TOOLS / "without-182" / "Brelvix.dll"
 
 OPEN_DRIVER = "OV_openDriver(customerNr)"
 SYSTEM_INFORMATION = "OV_getSystemInformation(&m_systemInfo, 0)"
@@ -51,7 +51,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertEqual(wizard.answer_message_box(), box)
 
     def test_debug_output_and_report_reach_the_console(self):
-        self.prepare("two-cards-empty", KERNEL_LIBRARY_WITHOUT_182, kernel=REFUSAL)
+        self.prepare("two-cards-empty", API_LIBRARY_WITHOUT_182, kernel=REFUSAL)
         wizard = self.start_by("console_reader", PROGRAM)
         self.expect_failure(wizard, NO_INFORMATION)
         self.assertEqual(wizard.observed("resources")["closed standard handles"], 0)
@@ -91,7 +91,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertEqual(self.kernel_calls()[-1], CLOSE_DRIVER_CALL)
 
     def test_the_command_prompt_redirects_and_waits(self):
-        self.prepare("two-cards-empty", KERNEL_LIBRARY_WITHOUT_182, kernel=REFUSAL)
+        self.prepare("two-cards-empty", API_LIBRARY_WITHOUT_182, kernel=REFUSAL)
         wizard = self.start_by("console_reader")
         program = "OrvantaConfigurator.exe"
         self.tell(wizard, f"cd /d {windows_path(self.program_folder)}")
@@ -122,10 +122,10 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
             shutil.copyfile(TOOLS / "Planted.dll", folder / name)
 
     def test_only_the_machines_path_leads_to_libraries(self):
-        self.prepare("two-cards-empty", kernel_library=False)
+        self.prepare("two-cards-empty", api_library=False)
         planted, maker = self.folder / "planted", self.folder / "maker" / "bin"
         maker.mkdir(parents=True)
-        os.link(KERNEL_LIBRARY, maker / "Brelvix.dll")
+        os.link(API_LIBRARY, maker / "Brelvix.dll")
         for folder in self.folder, planted:
             self.plant(folder)
         lure = windows_path(planted)
@@ -161,7 +161,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertTrue(mark.exists())
 
     def test_a_missing_library_is_looked_for_again(self):
-        self.prepare("two-cards-empty", kernel_library=False)
+        self.prepare("two-cards-empty", api_library=False)
         other, maker = self.folder / "other", self.folder / "maker"
         path = f"%SystemRoot%;{windows_path(other)};{windows_path(maker)}"
         self.pc.add_to_registry("system", MACHINE, PATH=path)
@@ -174,17 +174,17 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
 
         # The first one that is found is of 32 bit, the second one lacks an operation.
         other.mkdir()
-        library = pefile.PE(KERNEL_LIBRARY)
+        library = pefile.PE(API_LIBRARY)
         library.FILE_HEADER.Machine = pefile.MACHINE_TYPE["IMAGE_FILE_MACHINE_I386"]
         library.write(other / "Brelvix.dll")
         maker.mkdir()
-        os.link(KERNEL_LIBRARY_WITHOUT_182, maker / "Brelvix.dll")
+        os.link(API_LIBRARY_WITHOUT_182, maker / "Brelvix.dll")
         self.expect_failure(wizard, NO_INFORMATION)
         wizard.press_keys("alt+b")
 
         # That one stays until the program is started again.
         (maker / "Brelvix.dll").unlink()
-        os.link(KERNEL_LIBRARY, maker / "Brelvix.dll")
+        os.link(API_LIBRARY, maker / "Brelvix.dll")
         self.expect_failure(wizard, NO_INFORMATION)
         self.assertEqual(wizard.cancel(), 0)
         wrong_kind = LIBRARY_MISSING.replace("Brelvix", windows_path(other / "Brelvix"))

@@ -26,7 +26,7 @@ CONFIG = pathlib.Path("C/Users/Public/Documents/Fennory/PMT2/orvanta_config.txt"
 BUILD = pathlib.Path(os.environ["ORVANTA_BUILD_FOLDER"])
 PREFIXES = BUILD / "wine"
 PICTURES = BUILD / "pictures"
-KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
+API_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 
 WINDOWS = os.environ["ORVANTA_WINDOWS"]
 STYLES = {"10": "windowsvista", "11": "windows11", "11-dark": "windows11, dark"}
@@ -76,7 +76,7 @@ class EndToEnd(unittest.TestCase):
         self.display = self.enterContext(virtual_display())
         self.runs = 0
 
-    def prepare(self, ready_pc, kernel_library=KERNEL_LIBRARY, **settings):
+    def prepare(self, ready_pc, api_library=API_LIBRARY, **settings):
         """Fills a prefix from a copy of a ready PC, with some of its settings replaced."""
         self.pc_folder = self.folder / "pc"
         shutil.copytree(SOURCE / "pcs" / ready_pc, self.pc_folder)
@@ -85,7 +85,7 @@ class EndToEnd(unittest.TestCase):
         file.write_text(json.dumps(settings), encoding="utf-8")
         self.pc = self.enterContext(WinePc(self.folder / "prefix", self.pc_folder, PREFIXES))
         self.pc.manage_windows()
-        self.program_folder = self.pc.install(BUILD / "program", kernel_library)
+        self.program_folder = self.pc.install(BUILD / "program", api_library)
         add_observer(BUILD, self.program_folder)
 
     def start(self, command=None, variables=None, **options):

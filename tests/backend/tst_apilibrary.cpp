@@ -21,7 +21,7 @@ namespace
 
 constexpr char endOption[] = "--end";
 
-/// Opens a session of the kernel library, then closes it or terminates the process without memory.
+/// Opens a session of the API library, then closes it or terminates the process without memory.
 void endWithoutMemory(const QByteArray &condition)
 {
     platform::start();
@@ -50,7 +50,7 @@ void endWithoutMemory(const QByteArray &condition)
 } // namespace
 
 /// How a session ends without memory when `Brelvix.dll` itself answers through the program's table.
-class KernelLibraryTest : public QObject
+class ApiLibraryTest : public QObject
 {
     Q_OBJECT
 
@@ -59,7 +59,7 @@ private slots:
     void endsWithoutMemory();
 };
 
-void KernelLibraryTest::endsWithoutMemory_data()
+void ApiLibraryTest::endsWithoutMemory_data()
 {
     const DataRows<QStringList, int> row("calls", "exitCode");
     const QStringList opened = openingCalls + QStringList(getMemoryCall);
@@ -76,7 +76,7 @@ void KernelLibraryTest::endsWithoutMemory_data()
     row("terminated, memory refused", opened + reported + reported + closed.last(1), -1);
 }
 
-void KernelLibraryTest::endsWithoutMemory()
+void ApiLibraryTest::endsWithoutMemory()
 {
     const QTemporaryDir folder;
     const QString logPath = folder.filePath("calls");
@@ -102,8 +102,8 @@ int main(int argc, char *argv[])
         endWithoutMemory(argv[2]);
         return 0;
     }
-    KernelLibraryTest test;
+    ApiLibraryTest test;
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_kernellibrary.moc"
+#include "tst_apilibrary.moc"
