@@ -10,7 +10,8 @@ inline constexpr std::uint32_t unknownPciNumber = 0xFFFFFFFF;
 struct AdapterInfo {
     /// The identifier by which the port is keyed and that the configuration file stores.
     std::string deviceId;
-    /// The adapter entry text.
+    /// The adapter entry text; that of a kernel's device is the adapter name alone until
+    /// appendPciLocation() has completed it.
     std::string name;
     std::string description;
     std::uint32_t pciSlot = unknownPciNumber;
