@@ -81,7 +81,6 @@ private slots:
 private:
     // Search presentation
     static bool isAnythingToSearch();
-    bool isSearching() const;
     void startSearch();
     void showAdapterError(int code, int number);
     void appendResults(const OrvantaSearchResults &results);
@@ -123,5 +122,8 @@ private:
     QStringList dualLinkResult;
     /// Entry texts that never appear in the available list.
     QStringList m_excludedAdapters;
-    bool m_isShowingError = false;
+    /// From the start of a search until its result is listed, message box included: the wizard
+    /// shows the page twice in a row when its header changes, and it is shown again when the window
+    /// is restored. Two results would be listed.
+    bool m_isSearching = false;
 };

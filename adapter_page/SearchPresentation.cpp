@@ -9,7 +9,7 @@
 #include "discovery/adapter_port/AdapterInfo.h"
 
 #include <QMessageBox>
-#include <QScopedValueRollback>
+#include <QScopeGuard>
 #include <QStyle>
 #include <QtConcurrentRun>
 
@@ -55,7 +55,7 @@ void NetworkAdapterSelectorPage::showEvent(QShowEvent *event)
 {
     QWizardPage::showEvent(event);
 
-    if (isAnythingToSearch() && !isSearching())
+    if (isAnythingToSearch() && !m_isSearching)
         startSearch();
 
     QList<AdapterInfo> windowsAdapters;
@@ -84,17 +84,9 @@ bool NetworkAdapterSelectorPage::isAnythingToSearch()
     }
 }
 
-/// A search whose result is still on its way counts, too: the wizard shows a page twice in a row
-/// when its header changes, and a quick search ends in between. So does one whose error is on the
-/// screen: the page is shown when the window is restored meanwhile, and two results would be
-/// listed.
-bool NetworkAdapterSelectorPage::isSearching() const
-{
-    return m_searchWatcher.isRunning() || !loading_frame->isHidden() || m_isShowingError;
-}
-
 void NetworkAdapterSelectorPage::startSearch()
 {
+    m_isSearching = true;
     loading_frame->setVisible(true);
     m_searchWatcher.setFuture(QtConcurrent::run(search));
 }
@@ -102,6 +94,7 @@ void NetworkAdapterSelectorPage::startSearch()
 void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
 {
     loading_frame->setVisible(false);
+    const auto end = qScopeGuard([this] { m_isSearching = false; });
 
     OrvantaSearchResults results;
     try {
@@ -115,10 +108,8 @@ void NetworkAdapterSelectorPage::on_OrvantaSearchFinished()
         results.errorMessage = QStringLiteral("[ERROR]: Unknown failure of the search.");
     }
 
-    if (!results.errorMessage.isEmpty()) {
-        const QScopedValueRollback showingError(m_isShowingError, true);
+    if (!results.errorMessage.isEmpty())
         showSearchError(results.errorMessage);
-    }
     appendResults(results);
     pruneAvailableAdapters();
     updateAllStatusIcons();
