@@ -36,11 +36,12 @@ QList<int> rowsLeft(const QStringList &available, const QStringList &singleLinks
         const QString folded = text.toCaseFolded();
         const bool isInDualLink = dualLinkPorts.contains(folded) || dualLinkTexts.contains(folded);
         // On purpose, each test that matches removes the row that is the last by then.
-        for (const bool matches :
-             {singleLinkTexts.contains(text), isInDualLink, excludedTexts.contains(text)}) {
-            if (matches && !left.isEmpty())
-                left.removeLast();
-        }
+        if (singleLinkTexts.contains(text))
+            left.removeLast();
+        if (isInDualLink && !left.isEmpty())
+            left.removeLast();
+        if (excludedTexts.contains(text) && !left.isEmpty())
+            left.removeLast();
     }
     return left;
 }

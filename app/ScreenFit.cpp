@@ -100,7 +100,7 @@ void ScreenFit::fit()
     }
 
     const int least = std::min(wanted, place.height());
-    // Lowered before the window is; raised afterwards, since it has the window grow where it stands.
+    // Lowered before the window is, but raised afterwards: it has the window grow where it stands.
     m_wizard.setMinimumHeight(std::min(m_wizard.minimumHeight(), least));
     if (!(m_wizard.windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
         m_wizard.setGeometry(place);

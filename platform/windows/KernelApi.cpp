@@ -91,10 +91,11 @@ void loadLibrary()
     if (!module)
         return;
 
-    auto *address = addresses.data();
+    std::size_t index = 0;
     kernelApi().forEach([&](const auto &operation) {
-        *address = GetProcAddress(module, MAKEINTRESOURCEA(operation.ordinal));
-        if (!*address++)
+        const FARPROC address = GetProcAddress(module, MAKEINTRESOURCEA(operation.ordinal));
+        addresses[index++] = address;
+        if (!address)
             qDebug("platform::kernelApi(): Brelvix.dll has no ordinal %u.", operation.ordinal);
     });
     library = module;
@@ -116,8 +117,8 @@ void bind(KernelOperation<std::uint32_t(Arguments...)> &operation,
 
 void bindApiLibrary()
 {
-    const auto *address = addresses.data();
-    kernelApi().forEach([&](auto &operation) { bind(operation, *address++); });
+    std::size_t index = 0;
+    kernelApi().forEach([&](auto &operation) { bind(operation, addresses[index++]); });
     // Keep Windows from showing a box about a file that cannot be loaded.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
     // A search begins by opening the driver.
