@@ -206,7 +206,7 @@ class Installer(unittest.TestCase):
 
     def test_all_that_the_signed_installer_installs_is_signed(self):
         self.install(SIGNED / packages.INSTALLER.name)
-        verify = ["osslsigncode", "verify", "-CAfile", SIGNED / "maker.pem", "-in"]
+        verify = ["osslsigncode", "verify", "-CAfile", SIGNED / "root.pem", "-in"]
         for file in (UNINSTALLER, *packages.RUNNABLE):
             path = self.pc.drive / PROGRAM_FOLDER / file
             self.assertEqual(subprocess.run([*verify, path], capture_output=True).returncode, 0, file)
