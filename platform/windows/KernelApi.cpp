@@ -102,8 +102,8 @@ void loadLibrary()
 }
 
 template <typename... Arguments>
-void bind(KernelOperation<std::uint32_t(Arguments...)> &operation,
-          const std::atomic<FARPROC> &address)
+void bindOperation(KernelOperation<std::uint32_t(Arguments...)> &operation,
+                   const std::atomic<FARPROC> &address)
 {
     operation.function = [&address](Arguments... arguments) -> std::uint32_t {
         using Function = std::uint32_t(WINAPI *)(Arguments...);
@@ -118,7 +118,7 @@ void bind(KernelOperation<std::uint32_t(Arguments...)> &operation,
 void bindApiLibrary()
 {
     std::size_t index = 0;
-    kernelApi().forEach([&](auto &operation) { bind(operation, addresses[index++]); });
+    kernelApi().forEach([&](auto &operation) { bindOperation(operation, addresses[index++]); });
     // Keep Windows from showing a box about a file that cannot be loaded.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
     // A search begins by opening the driver.
