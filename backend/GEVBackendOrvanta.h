@@ -19,8 +19,8 @@ public:
 
     /// Opens the driver, creates the shared memory and loads the kernel-side library. On a session
     /// that is open already, reads the system information and loads the library again. Throws
-    /// std::runtime_error, or the DPL exception of the code when the shared memory cannot be
-    /// created.
+    /// std::runtime_error, or the DPL exception of the code when the shared memory is refused: then
+    /// the driver stays open, on purpose.
     void open() override;
     void updateDevices() override { enumerateDevices(); }
     std::vector<AdapterInfo> devices() const override { return m_devices; }
