@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapter_page/PageId.h"
 #include "discovery/OrvantaSearchResults.h"
 // moc reads this header while the form's is being generated, and its output must not depend on
 // which of them comes first.
@@ -39,7 +40,7 @@ public:
     ~NetworkAdapterSelectorPage() override = default;
 
     /// Returns the id of the conclusion page, always.
-    int nextId() const override { return 2; }
+    int nextId() const override { return ConclusionPageId; }
 
     /// Publishes the connections. Returns true: nothing is required.
     bool validatePage() override;

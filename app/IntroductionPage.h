@@ -1,5 +1,7 @@
 #pragma once
 
+#include "adapter_page/PageId.h"
+
 #include <QWizardPage>
 
 /// First page: tells when to use the wizard.
@@ -10,5 +12,5 @@ public:
     ~IntroductionPage() override = default;
 
     /// Returns the id of the adapter selection page, always.
-    int nextId() const override { return 1; }
+    int nextId() const override { return AdapterPageId; }
 };

@@ -31,10 +31,10 @@ void writeConfig(const QString &path, const QString &text)
 OrvantaConfigurator::OrvantaConfigurator(QWidget *parent) : QWizard(parent)
 {
     setWizardStyle(QWizard::ModernStyle);
-    setPage(0, new IntroductionPage(this));
-    setPage(1, new NetworkAdapterSelectorPage(this));
-    setPage(2, new ConclusionPage(this));
-    setStartId(0);
+    setPage(IntroductionPageId, new IntroductionPage(this));
+    setPage(AdapterPageId, new NetworkAdapterSelectorPage(this));
+    setPage(ConclusionPageId, new ConclusionPage(this));
+    setStartId(IntroductionPageId);
 }
 
 QString OrvantaConfigurator::configFilePath() const

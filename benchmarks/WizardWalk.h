@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapter_page/PageId.h"
 #include "benchmarks/Phases.h"
 #include "tests/support/AdapterPageNames.h"
 
@@ -55,7 +56,7 @@ public:
         auto *movie = m_wizard.findChild<QMovie *>();
         if (movie)
             movie->setPaused(true);
-        show(*m_wizard.page(0), [this] { m_wizard.show(); });
+        show(*m_wizard.page(IntroductionPageId), [this] { m_wizard.show(); });
         endPhaseWithMemory("first page");
         if (movie)
             finishFirstRound(*movie);
@@ -68,7 +69,7 @@ public:
         endPhaseWithMemory("adapter page");
         idle("idle on the adapter page");
 
-        show(*m_wizard.page(2), [this] { m_wizard.next(); });
+        show(*m_wizard.page(ConclusionPageId), [this] { m_wizard.next(); });
         endPhaseWithMemory("last page");
         idle("idle on the last page");
     }

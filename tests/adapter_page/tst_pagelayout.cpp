@@ -331,17 +331,17 @@ void PageLayoutTest::hasMetaMembers()
 void PageLayoutTest::publishesFields()
 {
     QWizard wizard;
-    wizard.setPage(1, m_page.release());
+    wizard.setPage(AdapterPageId, m_page.release());
     for (const auto &[name, property] :
          {std::pair("SingleLink", "singleLinkResult"), std::pair("DualLink", "dualLinkResult")}) {
         QCOMPARE(wizard.field(name).metaType(), QMetaType::fromType<QStringList>());
-        QCOMPARE(wizard.field(name), wizard.page(1)->property(property));
+        QCOMPARE(wizard.field(name), wizard.page(AdapterPageId)->property(property));
     }
 }
 
 void PageLayoutTest::leadsToConclusion()
 {
-    QCOMPARE(m_page->nextId(), 2);
+    QCOMPARE(m_page->nextId(), ConclusionPageId);
 }
 
 GUI_TEST_MAIN(PageLayoutTest)

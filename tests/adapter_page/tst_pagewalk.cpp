@@ -129,10 +129,10 @@ void PageWalkTest::act()
         return;
     }
     switch (m_run->wizard.currentId()) {
-    case 0:
+    case IntroductionPageId:
         actOnIntroduction();
         break;
-    case 1:
+    case AdapterPageId:
         actOnAdapters();
         break;
     default:

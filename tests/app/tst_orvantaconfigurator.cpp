@@ -36,7 +36,7 @@ void goToConclusion(RunningWizard &run, const Links &links = {})
     run.user.openAdapters();
     makeLinks(run.user, links);
     run.user.press(QWizard::NextButton);
-    QCOMPARE(run.wizard.currentId(), 2);
+    QCOMPARE(run.wizard.currentId(), ConclusionPageId);
 }
 
 /// Presses Finish, which closes the wizard without a word, whether or not the file can be written.
@@ -132,15 +132,15 @@ void OrvantaConfiguratorTest::hasPages()
     QList<QPointer<QWizardPage>> pages;
     {
         const OrvantaConfigurator wizard;
-        QCOMPARE(wizard.startId(), 0);
+        QCOMPARE(wizard.startId(), IntroductionPageId);
         QCOMPARE(wizard.pageIds(), QList<int>({0, 1, 2}));
         for (const int id : wizard.pageIds()) {
             QVERIFY(wizard.isAncestorOf(wizard.page(id)));
             pages.append(wizard.page(id));
         }
-        QVERIFY(dynamic_cast<IntroductionPage *>(wizard.page(0)));
-        QVERIFY(dynamic_cast<NetworkAdapterSelectorPage *>(wizard.page(1)));
-        QVERIFY(dynamic_cast<ConclusionPage *>(wizard.page(2)));
+        QVERIFY(dynamic_cast<IntroductionPage *>(wizard.page(IntroductionPageId)));
+        QVERIFY(dynamic_cast<NetworkAdapterSelectorPage *>(wizard.page(AdapterPageId)));
+        QVERIFY(dynamic_cast<ConclusionPage *>(wizard.page(ConclusionPageId)));
     }
     for (const auto &page : pages)
         QVERIFY(!page);

@@ -1,3 +1,4 @@
+#include "adapter_page/PageId.h"
 #include "app/ConclusionPage.h"
 #include "app/IntroductionPage.h"
 #include "app/OrvantaConfigurator.h"
@@ -64,7 +65,7 @@ private slots:
 void PagesTest::introducesItself_data()
 {
     const DataRows<QString, QString, int> row("title", "subTitle", "nextId");
-    row("introduction", "Introduction", introductionSubTitle, 1);
+    row("introduction", "Introduction", introductionSubTitle, AdapterPageId);
     row("conclusion", "Setup Complete", QString("The Orvanta configuration is completed."), -1);
 }
 
@@ -117,8 +118,8 @@ void PagesTest::concludesWithoutBody()
 void PagesTest::showsLogoInHeader_data()
 {
     const DataRows<int> row("pageId");
-    row("introduction", 0);
-    row("conclusion", 2);
+    row("introduction", IntroductionPageId);
+    row("conclusion", ConclusionPageId);
 }
 
 void PagesTest::showsLogoInHeader()

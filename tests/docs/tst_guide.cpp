@@ -173,11 +173,11 @@ void GuideTest::tellsThePages()
     QStringList texts;
     for (const auto *label : wizard.findChildren<QLabel *>())
         texts += {plain(label->text()), label->accessibleName()};
-    for (const auto *button : wizard.page(1)->findChildren<QPushButton *>())
+    for (const auto *button : wizard.page(AdapterPageId)->findChildren<QPushButton *>())
         texts += {button->text(), button->accessibleName()};
     texts.removeAll(QString());
 
-    for (const int id : {0, 2})
+    for (const int id : {IntroductionPageId, ConclusionPageId})
         texts += {wizard.page(id)->title(), wizard.page(id)->subTitle()};
     for (const auto *box : wizard.findChildren<QGroupBox *>())
         texts.append(box->title());

@@ -15,7 +15,7 @@ import gi
 
 sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
 from waiting import wait_for  # noqa: E402
-from wizard import AVAILABLE, on_desktop  # noqa: E402
+from wizard import AVAILABLE, INTRODUCTION_PAGE, on_desktop  # noqa: E402
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
@@ -123,7 +123,7 @@ class SmallScreen(Desktop):
             wizard.open_adapters()
             wait_for(lambda: self.is_on_screen(window), f"the {visit} visit on the screen")
             wizard.press_keys("alt+b")
-            wizard.wait_for_page(0)
+            wizard.wait_for_page(INTRODUCTION_PAGE)
         self.assertEqual(wizard.cancel(), 0)
         events.terminate()
         heights = map(int, re.findall(r", height (\d+)", events.communicate()[0]))

@@ -152,7 +152,7 @@ void WizardTest::makesLinksByKeyboard()
 {
     WizardUser &user = startOn("two-cards-empty");
     user.key(Qt::Key_Return);
-    QCOMPARE(m_run->wizard.currentId(), 1);
+    QCOMPARE(m_run->wizard.currentId(), AdapterPageId);
     user.waitForSearch();
 
     // The second row becomes a Single Link.
@@ -166,7 +166,7 @@ void WizardTest::makesLinksByKeyboard()
     QCOMPARE(user.dualLinks(), QStringList{port6 + " + " + port5});
 
     user.key(Qt::Key_N, Qt::AltModifier);
-    QTRY_COMPARE(m_run->wizard.currentId(), 2);
+    QTRY_COMPARE(m_run->wizard.currentId(), ConclusionPageId);
     user.key(Qt::Key_Return);
     QVERIFY(m_run->wizard.isHidden());
     QCOMPARE(m_pc->config(), "DEVICE-B\nDEVICE-F;DEVICE-E\n\n");
@@ -178,27 +178,27 @@ void WizardTest::goesBackAndForth()
     const QWizard &wizard = m_run->wizard;
     const QByteArray saved = m_pc->config();
     const auto isOn = [&wizard](int pageId) {
-        const bool isLast = pageId == 2;
+        const bool isLast = pageId == ConclusionPageId;
         return wizard.currentId() == pageId &&
                wizard.button(QWizard::NextButton)->isVisible() == !isLast &&
                wizard.button(QWizard::FinishButton)->isVisible() == isLast &&
-               wizard.button(QWizard::BackButton)->isEnabled() == (pageId > 0);
+               wizard.button(QWizard::BackButton)->isEnabled() == (pageId > IntroductionPageId);
     };
 
     for (int time = 0; time < 2; ++time) {
-        QVERIFY(isOn(0));
+        QVERIFY(isOn(IntroductionPageId));
         user.goToAdapters();
-        QVERIFY(isOn(1));
+        QVERIFY(isOn(AdapterPageId));
         user.press(QWizard::NextButton);
-        QVERIFY(isOn(2));
+        QVERIFY(isOn(ConclusionPageId));
         user.press(QWizard::BackButton);
-        QVERIFY(isOn(1));
+        QVERIFY(isOn(AdapterPageId));
         user.waitForSearch();
         QCOMPARE(user.singleLinks().size(), 1);
         QCOMPARE(user.dualLinks().size(), 1);
         user.press(QWizard::BackButton);
     }
-    QVERIFY(isOn(0));
+    QVERIFY(isOn(IntroductionPageId));
     user.goToAdapters();
     finish();
     QCOMPARE(m_pc->config(), saved);
@@ -210,7 +210,7 @@ void WizardTest::leavesFileAlone_data()
     QTest::addColumn<int>("pageId");
     QTest::addColumn<QString>("wayOut");
     for (const char *pc : {"two-cards", "two-cards-empty"}) {
-        for (int pageId = 0; pageId < 3; ++pageId) {
+        for (const int pageId : {IntroductionPageId, AdapterPageId, ConclusionPageId}) {
             for (const QString &wayOut : waysOut)
                 QTest::addRow("%s on page %d of %s", qPrintable(wayOut), pageId, pc)
                     << pc << pageId << wayOut;
@@ -228,12 +228,12 @@ void WizardTest::leavesFileAlone()
     QCOMPARE(saved.isNull(), pc == "two-cards-empty");
     const QDateTime savedAt = QFileInfo(m_pc->configPath()).lastModified();
 
-    if (pageId >= 1) {
+    if (pageId >= AdapterPageId) {
         user.goToAdapters();
         user.press(clearSingleLink);
         user.makeLink({0});
     }
-    if (pageId == 2)
+    if (pageId == ConclusionPageId)
         user.press(QWizard::NextButton);
     QCOMPARE(m_run->wizard.currentId(), pageId);
     leave(*m_run, wayOut);

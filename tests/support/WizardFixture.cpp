@@ -41,7 +41,7 @@ void WizardFixture::setWindowsAdapters(const QList<SimulatedAdapter> &adapters)
 
 void WizardFixture::callPage(const char *slot)
 {
-    QVERIFY(QMetaObject::invokeMethod(m_run->wizard.page(1), slot));
+    QVERIFY(QMetaObject::invokeMethod(m_run->wizard.page(AdapterPageId), slot));
 }
 
 QStringList WizardFixture::singleLinkField() const

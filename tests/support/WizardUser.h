@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapter_page/PageId.h"
 #include "tests/support/AdapterPageNames.h"
 
 #include <QStringList>

@@ -15,6 +15,7 @@ MESSAGE_BOX = "QMessageBox"
 AVAILABLE = "availableAdaptersList"
 SINGLE_LINKS = "singleLinkList"
 DUAL_LINKS = "dualLinkList"
+INTRODUCTION_PAGE, ADAPTER_PAGE, CONCLUSION_PAGE = range(3)
 
 # ImageMagick takes a size of 0 as all there is.
 WHOLE_SCREEN = 0, 0, 0, 0
@@ -223,11 +224,11 @@ class Wizard:
     def open_adapters(self):
         """Goes on to the adapter selection page and waits for the end of the search, which may be a
         message box."""
-        self.wait_for_page(0)
+        self.wait_for_page(INTRODUCTION_PAGE)
         wait_for(self.active_window, "an active window")
         self.keep_picture("introduction")
         self.press_keys("Return")
-        self.wait_for_page(1)
+        self.wait_for_page(ADAPTER_PAGE)
         wait_for(lambda: self.message_box() or not self.is_searching(), "the search to end")
 
     def answer_message_box(self):
@@ -257,7 +258,7 @@ class Wizard:
         """Goes from the adapter selection page to the end; returns the exit status."""
         self.keep_picture("connections")
         self.press_keys("alt+n")
-        self.wait_for_page(2)
+        self.wait_for_page(CONCLUSION_PAGE)
         self.keep_picture("conclusion")
         self.click_button("Finish")
         return self.wait_for_end()

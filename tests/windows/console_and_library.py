@@ -13,6 +13,7 @@ import end_to_end
 from end_to_end import API_LIBRARY, AVAILABLE, BUILD, CLOSE_DRIVER_CALL, TWO_CARDS
 from waiting import wait_for
 from wine_pc import windows_path
+from wizard import ADAPTER_PAGE, INTRODUCTION_PAGE
 
 TOOLS = BUILD / "tests" / "windows"
 PROGRAM = r"C:\Program Files\Orvanta Configurator\OrvantaConfigurator.exe"
@@ -81,11 +82,12 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
     def test_neither_keys_nor_closing_the_console_end_the_program(self):
         self.prepare("slow-kernel")
         wizard = self.start_by("console_reader", PROGRAM)
-        wizard.wait_for_page(0)
+        wizard.wait_for_page(INTRODUCTION_PAGE)
         wizard.press_keys("Return")
         wait_for(self.kernel_calls, "the driver to be opened")
         self.tell(wizard, "Ctrl+C", "Ctrl+Break", "close")
-        wait_for(lambda: wizard.page() == 1 and not wizard.is_searching(), "the search to end")
+        wait_for(lambda: wizard.page() == ADAPTER_PAGE and not wizard.is_searching(),
+                 "the search to end")
         self.assertEqual(wizard.texts(AVAILABLE), TWO_CARDS[1:2])
         self.assertEqual(wizard.cancel(), 0)
         self.assertEqual(self.kernel_calls()[-1], CLOSE_DRIVER_CALL)

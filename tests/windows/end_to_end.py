@@ -18,7 +18,8 @@ sys.path += [str(SOURCE / "simulator" / "wine"), str(SOURCE / "tests" / "support
 from virtual_display import virtual_display  # noqa: E402
 from waiting import wait_for  # noqa: E402
 from wine_pc import WinePc, can_have_own_network, windows_path  # noqa: E402
-from wizard import AVAILABLE, DUAL_LINKS, SINGLE_LINKS, Wizard  # noqa: E402
+from wizard import ADAPTER_PAGE, AVAILABLE, CONCLUSION_PAGE, DUAL_LINKS  # noqa: E402
+from wizard import INTRODUCTION_PAGE, SINGLE_LINKS, Wizard  # noqa: E402
 from wizard import add_observer, observer_variables  # noqa: E402
 
 CONFIG = pathlib.Path("C/Users/Public/Documents/Fennory/PMT2/orvanta_config.txt")
@@ -152,7 +153,7 @@ class EndToEnd(unittest.TestCase):
         wizard.wait_for_rows(DUAL_LINKS, [f"{port(1, ONBOARD)} + {port(2, ONBOARD)}"])
 
         wizard.press_keys("alt+n")
-        wizard.wait_for_page(2)
+        wizard.wait_for_page(CONCLUSION_PAGE)
         wizard.press_keys("Return")
         self.assertEqual(wizard.wait_for_end(), 0)
         self.assertEqual(self.config.read_bytes(), b"DEVICE-B\nDEVICE-E;DEVICE-F\n\n")
@@ -166,7 +167,7 @@ class EndToEnd(unittest.TestCase):
 
         see_all()
         wizard.click_button("< Back")
-        wizard.wait_for_page(0)
+        wizard.wait_for_page(INTRODUCTION_PAGE)
         see_all()
         wizard.click_button("Next >")
         wizard.wait_for_rows(AVAILABLE, TWO_CARDS)
@@ -184,7 +185,7 @@ class EndToEnd(unittest.TestCase):
             wizard.click(dual)
             wizard.wait_for_rows(DUAL_LINKS, [])
         wizard.click_button("Next >")
-        wizard.wait_for_page(2)
+        wizard.wait_for_page(CONCLUSION_PAGE)
         see_all()
         self.assertEqual(wizard.cancel(), 0)
 
@@ -202,7 +203,7 @@ class EndToEnd(unittest.TestCase):
         self.prepare("refused-dual-link", deviceNodes=[])
         rounds, warm_up = 100, 20
         wizard = self.start()
-        wizard.wait_for_page(0)
+        wizard.wait_for_page(INTRODUCTION_PAGE)
         for number in range(1, rounds + 1):
             wizard.press_keys("alt+n")
             *pair, single = wait_for(lambda: wizard.texts(AVAILABLE), "the ports")
@@ -213,7 +214,7 @@ class EndToEnd(unittest.TestCase):
             wizard.click("clearSingleLink")
             wizard.wait_for_rows(SINGLE_LINKS, [])
             wizard.press_keys("alt+b")
-            wizard.wait_for_page(0)
+            wizard.wait_for_page(INTRODUCTION_PAGE)
             if number == warm_up:
                 before, files_before = wizard.observed("resources"), sorted(self.pc.drive.rglob("*"))
         after = wizard.observed("resources")
@@ -236,10 +237,10 @@ class EndToEnd(unittest.TestCase):
         self.prepare("slow-kernel", kernel={"openDelayMs": 20_000})
         before = self.config.stat()
         wizard = self.start()
-        wizard.wait_for_page(0)
+        wizard.wait_for_page(INTRODUCTION_PAGE)
         self.assertEqual(self.kernel_calls(), [])
         wizard.press_keys("Return")
-        wait_for(lambda: wizard.page() == 1 and wizard.is_searching(), "the loading frame")
+        wait_for(lambda: wizard.page() == ADAPTER_PAGE and wizard.is_searching(), "the loading frame")
         wait_for(self.kernel_calls, "the driver to be opened")
         wizard.keep_picture("loading", "label", "groupBox_3")
         self.assertTrue(wizard.is_on_screen())
