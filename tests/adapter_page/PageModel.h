@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/ProgramTexts.h"
+
 #include <QList>
 #include <QMap>
 #include <QRegularExpression>
@@ -65,7 +67,7 @@ public:
         if (isSearching || !hasSomethingToSearch)
             return;
         if (!isDriverInstalled) {
-            messages.append("Orvanta not found. Please install the Orvanta drivers.");
+            messages.append(driverNotFound);
             return;
         }
         isSearching = true;
@@ -83,11 +85,11 @@ public:
             fill({}, true);
             break;
         case SearchEnd::OpenRefused:
-            messages.append("[ERROR]: Unable to open the driver!");
+            messages.append(searchError(driverNotOpened));
             fill({}, false);
             break;
         case SearchEnd::LoadRefused:
-            messages.append("[ERROR]: Unable to load DLL! Is the DLL in the search path?");
+            messages.append(searchError(libraryNotLoaded));
             fill({}, true);
             break;
         }
@@ -104,9 +106,7 @@ public:
     void createDualLink()
     {
         if (!isSameAdapterSelected()) {
-            messages.append(
-                "Dual link connection should be made with two GiGE cables connected to two "
-                "ports of a single network adapter");
+            messages.append(dualLinkRefusal);
             return;
         }
         dualLinks.append(available[selected[0]] + available[selected[1]]);

@@ -1,5 +1,6 @@
 #include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/WizardFixture.h"
 
 namespace
@@ -224,8 +225,7 @@ void LinkEditingTest::refusesDualLinkOfTwoAdapters()
     QCOMPARE(m_run->boxes.answered().size(), 1);
     const AnsweredMessageBox &box = m_run->boxes.answered().first();
     QCOMPARE(box.title, "Dual link connection made with different network adapters");
-    QCOMPARE(box.text, "Dual link connection should be made with two GiGE cables connected to two "
-                       "ports of a single network adapter");
+    QCOMPARE(box.text, dualLinkRefusal);
     QCOMPARE(box.icon, QMessageBox::Critical);
     QCOMPARE(box.modality, Qt::ApplicationModal);
     QVERIFY(!box.hasParent);

@@ -5,6 +5,7 @@
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/MarkingTranslator.h"
 #include "tests/support/PrintedMessages.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 #include "tests/support/WizardFixture.h"
 
@@ -106,7 +107,7 @@ void SearchPresentationTest::tellsWhatIsMissing_data()
         "hasDriver", "config", "windowsResult", "label", "boxes");
     const QByteArray noFile;
     const QByteArray saved = "A\n\n";
-    const QStringList notFound = {"Orvanta not found. Please install the Orvanta drivers."};
+    const QStringList notFound = {driverNotFound};
     row("driver", true, noFile, NO_ERROR, "", {});
     row("driver, no adapter", true, noFile, ERROR_NO_DATA, "", {});
     row("driver, saved, no adapter", true, saved, ERROR_NO_DATA, "", {});
@@ -471,8 +472,8 @@ void SearchPresentationTest::showsSearchError()
 
     QCOMPARE(m_run->boxes.answered().size(), 1);
     const AnsweredMessageBox &box = m_run->boxes.answered().first();
-    QCOMPARE(box.title, "Orvanta Search Error");
-    QCOMPARE(box.text, "[ERROR]: Unable to open the driver!");
+    QCOMPARE(box.title, searchErrorTitle);
+    QCOMPARE(box.text, searchError(driverNotOpened));
     QVERIFY(box.hasCriticalWindowIcon);
     QCOMPARE(box.icon, QMessageBox::NoIcon);
     QCOMPARE(box.modality, Qt::ApplicationModal);
@@ -510,15 +511,15 @@ void SearchPresentationTest::showsMarkupLiterally()
     };
     user.goToAdapters();
 
-    QCOMPARE(m_run->boxes.texts(), QStringList{"[ERROR]: <b>Card</b> & <i>port</i>"});
+    QCOMPARE(m_run->boxes.texts(), QStringList{searchError("<b>Card</b> & <i>port</i>")});
     QCOMPARE(m_run->boxes.answered().first().textFormat, Qt::PlainText);
 }
 
 void SearchPresentationTest::showsExceptionOfTheTask_data()
 {
     const DataRows<bool, QString> row("isStandard", "text");
-    row("standard", true, QString("[ERROR]: ") + std::bad_alloc().what());
-    row("other", false, "[ERROR]: Unknown failure of the search.");
+    row("standard", true, searchError(std::bad_alloc().what()));
+    row("other", false, searchError("Unknown failure of the search."));
 }
 
 void SearchPresentationTest::showsExceptionOfTheTask()
@@ -537,7 +538,7 @@ void SearchPresentationTest::showsExceptionOfTheTask()
     user.goToAdapters();
 
     QCOMPARE(m_run->boxes.texts(), QStringList{text});
-    QCOMPARE(m_run->boxes.answered().first().title, "Orvanta Search Error");
+    QCOMPARE(m_run->boxes.answered().first().title, searchErrorTitle);
     QCOMPARE(user.allTexts(), QStringList());
     QCOMPARE(m_run->machine.kernel().openResources(), 0);
 }
@@ -564,8 +565,8 @@ void SearchPresentationTest::reportsDriverFileThatCannotBeQueried()
 
     QCOMPARE(m_run->boxes.answered().size(), 1);
     const AnsweredMessageBox &box = m_run->boxes.answered().first();
-    QCOMPARE(box.title, "Orvanta Search Error");
-    QVERIFY2(box.text.startsWith("[ERROR]: "), qPrintable(box.text));
+    QCOMPARE(box.title, searchErrorTitle);
+    QVERIFY2(box.text.startsWith(searchError("")), qPrintable(box.text));
     QVERIFY2(box.text.contains("Brelvix.run64.sys"), qPrintable(box.text));
     QCOMPARE(m_run->machine.kernel().calls(), QStringList());
 }

@@ -6,6 +6,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/Faults.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -66,9 +67,7 @@ QString thrownBy(Action action)
 template <typename Exception>
 QString dplException(int code)
 {
-    return QString("%1 %2: Code: [%2] - Error description: ErrCode: %2")
-        .arg(typeid(Exception).name())
-        .arg(code);
+    return QString("%1 %2: %3").arg(typeid(Exception).name()).arg(code).arg(exceptionText(code));
 }
 
 SimulatedPc failingPc(int ordinal)
@@ -123,8 +122,8 @@ void GEVBackendOrvantaTest::runsASession_data()
     };
     row("success", 0, 0, openingCalls + closingCalls, "", "");
     row("13 open driver", 13, 0, openingCalls.first(1) + reportCalls(openDriverCommand),
-        reportText(openDriverCommand, "Unable to open the driver!: "),
-        "std::runtime_error: Unable to open the driver!");
+        reportText(openDriverCommand, QString(driverNotOpened) + ": "),
+        QString("std::runtime_error: ") + driverNotOpened);
     row("37 create shared memory", 37, 0, openingCalls.first(2) + reportCalls(createMemoryCommand),
         reportText(createMemoryCommand, "Unable to create shared memory!: "),
         dplException<DPL::NoAccessException>(-112));
@@ -134,8 +133,7 @@ void GEVBackendOrvantaTest::runsASession_data()
         reportText(firstGetMemoryCommand), "");
     refused("182 system information", 182, 4, systemInformationCommand,
             "Could not get system information");
-    refused("55 load kernel", 55, 5, loadKernelCommand,
-            "Unable to load DLL! Is the DLL in the search path?");
+    refused("55 load kernel", 55, 5, loadKernelCommand, libraryNotLoaded);
     row("29 second call", 0, 2, openingCalls + reportCalls(getMemoryCommand) + closingCalls,
         reportText(getMemoryCommand), "");
     row("29 on closing", 0, 3,

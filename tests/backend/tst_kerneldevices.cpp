@@ -4,6 +4,7 @@
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QTest>
@@ -136,9 +137,9 @@ void KernelDevicesTest::endsBehindTheLastDevice_data()
                " = 'EXAMPLE_ERROR') -\n"
                "  OV_enumDevicesEx: Unable to query network device name!\n\n";
     };
-    row("no device", 0, noSuchDevice, "No network adapters found!\n");
-    row("no device, with low bits", 0, 0x101FFFFF, "No network adapters found!\n");
-    row("no device, with the highest bits", 0, 0xD01F0001, "No network adapters found!\n");
+    row("no device", 0, noSuchDevice, noDevices);
+    row("no device, with low bits", 0, 0x101FFFFF, noDevices);
+    row("no device, with the highest bits", 0, 0xD01F0001, noDevices);
     row("three devices", 3, noSuchDevice, "");
     row("failure at once", 0, noAccess, reported("10160000"));
     row("failure behind two devices", 2, noAccess, reported("10160000"));

@@ -7,6 +7,7 @@
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/PrintedMessages.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 #include "tests/support/TemporaryPc.h"
 
@@ -372,7 +373,7 @@ void OrvantaConfigTest::findsNothingWithoutTheDriver()
     SimulatedMachine machine(pc.pc());
     QTest::ignoreMessage(QtDebugMsg, notFoundLine);
 
-    QCOMPARE(search(), QStringList("E Orvanta not found. Please install the Orvanta drivers."));
+    QCOMPARE(search(), QStringList(QString("E ") + driverNotFound));
     QCOMPARE(machine.kernel().calls(), QStringList());
 }
 
@@ -385,7 +386,7 @@ void OrvantaConfigTest::reportsAKernelFailure()
 
     QCOMPARE(search(), QStringList({"S DEVICE-A|DEVICE-A|DEVICE-A|0",
                                     "D DEVICE-B + DEVICE-C|DEVICE-B;DEVICE-C|DEVICE-B;DEVICE-C",
-                                    "E [ERROR]: Unable to open the driver!"}));
+                                    "E " + searchError(driverNotOpened)}));
 }
 
 void OrvantaConfigTest::readsTextsAsUtf8()

@@ -1,6 +1,7 @@
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/PrintedMessages.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/WizardFixture.h"
 
 #include <QAbstractButton>
@@ -57,17 +58,16 @@ struct Expected {
 const QMap<QString, Expected> expectedOnPcs = {
     {"driver-loaded-only", {{}, 4, 0, 0}},
     {"hidden-drivers", {{}, 0, 0, 0}},
-    {"kernel-refuses-open", {{"[ERROR]: Unable to open the driver!"}, 0, 1, 1}},
+    {"kernel-refuses-open", {{searchError(driverNotOpened)}, 0, 1, 1}},
     {"lamps", {{}, 5, 1, 2}},
     {"no-devices", {{}, 0, 0, 0}},
     {"no-driver", {{}, 0, 0, 0}},
     {"no-driver-no-adapters", {{}, 0, 0, 0, 0, true}},
-    {"no-driver-saved", {{"Orvanta not found. Please install the Orvanta drivers."}, 0, 0, 0}},
+    {"no-driver-saved", {{driverNotFound}, 0, 0, 0}},
     {"non-ascii", {{}, 3, 1, 0}},
     {"refused-dual-link", {{}, 3, 0, 0}},
     // The session counts as closed, and so the driver stays open.
-    {"shared-memory-refused",
-     {{"[ERROR]: Code: [-200] - Error description: ErrCode: -200"}, 0, 0, 0, 1}},
+    {"shared-memory-refused", {{searchError(exceptionText(-200))}, 0, 0, 0, 1}},
     {"sixty-four-ports", {{}, 64, 0, 0}},
     {"slow-kernel", {{}, 1, 1, 1}},
     {"two-cards", {{}, 3, 1, 1}},

@@ -7,6 +7,7 @@
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/PrintedMessages.h"
 #include "tests/support/ProcessResources.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/RunningWizard.h"
 #include "tests/support/StandardOutput.h"
 #include "tests/support/TemporaryPc.h"
@@ -173,7 +174,7 @@ Outcome play(const Fault &fault, const QString &driver, int failingCall)
     QStringList messages;
     for (const AnsweredMessageBox &box : running.boxes.answered())
         messages.append(box.title + ": " + box.text);
-    outcome.message = messages.join("\n").remove("Orvanta Search Error: ");
+    outcome.message = messages.join("\n").remove(QString(searchErrorTitle) + ": ");
     running.user.press(QWizard::NextButton);
     running.user.press(QWizard::FinishButton);
     outcome.report = output.text();

@@ -19,6 +19,7 @@ TOOLS = BUILD / "tests" / "windows"
 PROGRAM = r"C:\Program Files\Orvanta Configurator\OrvantaConfigurator.exe"
 API_LIBRARY_WITHOUT_182 = TOOLS / "without-182" / "Brelvix.dll"
 
+SEARCH_ERROR = "Orvanta Search Error"
 OPEN_DRIVER = "OV_openDriver(customerNr)"
 SYSTEM_INFORMATION = "OV_getSystemInformation(&m_systemInfo, 0)"
 LIBRARY_MISSING = "platform::kernelApi(): Brelvix.dll cannot be loaded, error 126."
@@ -48,8 +49,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
 
     def expect_failure(self, wizard, message=NO_DRIVER):
         wizard.open_adapters()
-        box = "Orvanta Search Error", f"[ERROR]: {message}"
-        self.assertEqual(wizard.answer_message_box(), box)
+        self.assertEqual(wizard.answer_message_box(), (SEARCH_ERROR, f"[ERROR]: {message}"))
 
     def test_debug_output_and_report_reach_the_console(self):
         self.prepare("two-cards-empty", API_LIBRARY_WITHOUT_182, kernel=REFUSAL)
@@ -72,7 +72,7 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
                 for _ in range(2):
                     wizard.open_adapters()
                     box = "Orvanta not found. Please install the Orvanta drivers."
-                    self.assertEqual(wizard.answer_message_box(), ("Orvanta Search Error", box))
+                    self.assertEqual(wizard.answer_message_box(), (SEARCH_ERROR, box))
                     wizard.press_keys("alt+b")
                 self.assertEqual(wizard.cancel(), 0)
                 # One visit looks for the driver three times at most.
