@@ -1,3 +1,4 @@
+#include "adapter_page/LinkRules.h"
 #include "tests/support/DataRows.h"
 
 #include <QBitmap>
@@ -48,10 +49,12 @@ private slots:
 
 void ResourcesTest::liesAtTheRoot()
 {
+    QStringList images = {"fennory.png", "fennory_64x64.png", "loading.gif"};
+    for (const Lamp &lamp : allLamps)
+        images.append(QString(lamp.image).remove(":/"));
+    images.sort();
     // Qt's own resources lie in folders.
-    QCOMPARE(QDir(":/").entryList(QDir::Files, QDir::Name),
-             QStringList({"fennory.png", "fennory_64x64.png", "green.xpm", "loading.gif", "red.xpm",
-                          "white.xpm"}));
+    QCOMPARE(QDir(":/").entryList(QDir::Files, QDir::Name), images);
 }
 
 void ResourcesTest::isImage_data()
@@ -60,9 +63,8 @@ void ResourcesTest::isImage_data()
     row(":/fennory.png", "png", {171, 65}, QResource::NoCompression);
     row(":/fennory_64x64.png", "png", {256, 256}, QResource::NoCompression);
     row(":/loading.gif", "gif", {512, 512}, QResource::NoCompression);
-    row(":/green.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
-    row(":/red.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
-    row(":/white.xpm", "xpm", {32, 32}, QResource::ZlibCompression);
+    for (const Lamp &lamp : allLamps)
+        row(lamp.image, "xpm", {32, 32}, QResource::ZlibCompression);
 }
 
 void ResourcesTest::isImage()
@@ -79,10 +81,12 @@ void ResourcesTest::isImage()
 
 void ResourcesTest::isLamp_data()
 {
+    const QMap<QString, QStringList> colours = {{":/green.xpm", {"#ff00ff00", "#ff008000"}},
+                                                {":/red.xpm", {"#ffff0000", "#ff800000"}},
+                                                {":/white.xpm", {"#ffffffff", "#ffc0c0c0"}}};
     const DataRows<QString, QString> row("fill", "shade");
-    row(":/green.xpm", "#ff00ff00", "#ff008000");
-    row(":/red.xpm", "#ffff0000", "#ff800000");
-    row(":/white.xpm", "#ffffffff", "#ffc0c0c0");
+    for (const Lamp &lamp : allLamps)
+        row(lamp.image, colours[lamp.image].value(0), colours[lamp.image].value(1));
 }
 
 void ResourcesTest::isLamp()

@@ -7,12 +7,14 @@
 #include "platform/KernelApi.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/PrintedMessages.h"
+#include "tests/support/ProgramTexts.h"
 #include "tests/support/RunningWizard.h"
 #include "tests/support/StandardOutput.h"
 #include "tests/support/TemporaryPc.h"
 
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
@@ -185,8 +187,7 @@ void GuideTest::tellsThePages()
          {QWizard::BackButton, QWizard::NextButton, QWizard::FinishButton, QWizard::CancelButton})
         texts.append(wizard.buttonText(button).remove('&'));
 
-    QVERIFY(texts.contains("Create Dual Link Connection"));
-    QVERIFY(texts.contains("The Orvanta configuration is completed."));
+    QVERIFY(texts.size() >= 20);
     QCOMPARE(missingInGuide(texts), QString());
 }
 
@@ -201,8 +202,11 @@ void GuideTest::tellsTheErrorsInPlaceOfTheLists()
 void GuideTest::tellsWhatARowSays()
 {
     QStringList texts;
-    for (const int status : {1, 0, -1})
-        texts.append(portDescription("DEVICE-A", "Example 10G Ethernet", status).split(u'\n'));
+    for (const Lamp &lamp : allLamps) {
+        texts += portDescription("DEVICE-A", "Example 10G Ethernet", lamp.status).split(u'\n');
+        const QString colour = QFileInfo(lamp.image).baseName();
+        texts.append(QString("| %1 | %2 |").arg(colour, lamp.description));
+    }
     QCOMPARE(missingInGuide(texts), QString());
 }
 
@@ -253,7 +257,7 @@ void GuideTest::tellsEachErrorCode()
         try {
             DPL::throwOnError(DPL::translateKernelError(code));
         } catch (const std::exception &refusal) {
-            texts.append(QString("[ERROR]: ") + refusal.what());
+            texts.append(searchError(refusal.what()));
         }
     }
     texts.replaceInStrings(longCode, "-458752");
@@ -312,7 +316,7 @@ void GuideTest::tellsWhatTheSourcesSay()
         while (files.hasNext())
             texts += quotedTexts(read(files.next()));
     }
-    // A text may end where another begins, as "Unable to open the driver!: " does.
+    // A text may end where another begins, as that of a report does.
     texts.replaceInStrings(QRegularExpression(": $"), "");
     QVERIFY(texts.size() >= 30);
     QCOMPARE(missingInGuide(texts), QString());
