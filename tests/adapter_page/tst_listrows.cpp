@@ -1,6 +1,7 @@
 #include "adapter_page/LinkRules.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
+#include "tests/support/Patience.h"
 #include "tests/support/WizardFixture.h"
 
 #include <QHelpEvent>
@@ -135,7 +136,7 @@ void ListRowsTest::showsItsPortsOnHover()
     QVERIFY(QToolTip::isVisible());
     QCOMPARE(QToolTip::text(), user.values(availableList, Qt::ToolTipRole)[1].toString());
     QToolTip::hideText();
-    QTRY_VERIFY(!QToolTip::isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(!QToolTip::isVisible(), patienceMs);
 }
 
 GUI_TEST_MAIN(ListRowsTest)

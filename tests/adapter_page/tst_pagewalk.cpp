@@ -5,6 +5,7 @@
 #include "tests/support/GuiTest.h"
 #include "tests/support/HeldUpKernel.h"
 #include "tests/support/LongTests.h"
+#include "tests/support/Patience.h"
 #include "tests/support/WizardFixture.h"
 
 #include <QListView>
@@ -224,7 +225,7 @@ void PageWalkTest::hideAndShow()
     m_run->wizard.hide();
     m_run->wizard.show();
     afterShow();
-    QVERIFY(QTest::qWaitForWindowExposed(&m_run->wizard));
+    QVERIFY(QTest::qWaitForWindowExposed(&m_run->wizard, patienceMs));
 }
 
 int PageWalkTest::selectedRow(const char *list) const

@@ -2,6 +2,7 @@
 
 #include "app/ScreenFit.h"
 #include "tests/support/GuiTest.h"
+#include "tests/support/Patience.h"
 #include "tests/support/RunningWizard.h"
 
 #include <QCursor>
@@ -206,14 +207,14 @@ void ScreenFitTest::leavesTheWindowToTheUser()
     run.moveTo(partlyOffScreen);
     // Past the wizard, as the window system does it.
     run.wizard.windowHandle()->resize(670, 630);
-    QTRY_COMPARE(run.wizard.size(), QSize(670, 630));
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.size(), QSize(670, 630), patienceMs);
     QCoreApplication::processEvents();
     QCOMPARE(run.place(), partlyOffScreen);
     run.wizard.showMinimized();
     run.wizard.showNormal();
     run.user.find<QWidget>("loading_frame").show();
     run.user.find<QWidget>("loading_frame").hide();
-    QTRY_COMPARE(run.wizard.minimumHeight(), 567);
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.minimumHeight(), 567, patienceMs);
     QCOMPARE(run.place(), partlyOffScreen);
 
     emit run.wizard.screen()->availableGeometryChanged(QRect());
@@ -227,7 +228,7 @@ void ScreenFitTest::leavesAloneWhatTheScreensShowTogether()
     const QRect acrossBoth(18000 + 400, 50, 1500, 617);
     run.wizard.setGeometry(acrossBoth);
     run.user.goToAdapters();
-    QTRY_COMPARE(run.wizard.minimumHeight(), 567);
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.minimumHeight(), 567, patienceMs);
     QCOMPARE(run.wizard.geometry(), acrossBoth);
 }
 
@@ -259,20 +260,20 @@ void ScreenFitTest::fitsAfterChange()
     run.moveTo({800, 500});
     QVERIFY(!run.isWithinArea());
     change(run.wizard);
-    QTRY_VERIFY(run.isWithinArea());
+    QTRY_VERIFY_WITH_TIMEOUT(run.isWithinArea(), patienceMs);
 }
 
 void ScreenFitTest::followsThePage()
 {
     WizardOnScreen run("1280x720");
     run.user.goToAdapters();
-    QTRY_COMPARE(run.wizard.minimumHeight(), 567);
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.minimumHeight(), 567, patienceMs);
     run.wizard.resize(660, 567);
     run.moveTo({17, 150});
 
     auto &loadingFrame = run.user.find<QWidget>("loading_frame");
     loadingFrame.show();
-    QTRY_COMPARE(run.wizard.height(), 617);
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.height(), 617, patienceMs);
     QVERIFY(run.isWithinArea());
 
     // The layouts have not told the window yet when something else has it fitted.
@@ -312,7 +313,7 @@ void ScreenFitTest::isNoLowerThanThePage()
 {
     WizardOnScreen run("1280x720");
     run.user.goToAdapters();
-    QTRY_COMPARE(run.wizard.minimumHeight(), 567);
+    QTRY_COMPARE_WITH_TIMEOUT(run.wizard.minimumHeight(), 567, patienceMs);
     run.wizard.resize(1, 1);
     QCOMPARE(run.user.buttonsOffScreen(), QStringList());
 }
@@ -329,7 +330,7 @@ void ScreenFitTest::shrinksPageInMaximizedWindow()
     QCOMPARE(run.user.buttonsOffScreen(), QStringList());
 
     run.wizard.showNormal();
-    QTRY_COMPARE(run.user.buttonsOffScreen(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(run.user.buttonsOffScreen(), QStringList(), patienceMs);
     QVERIFY(run.isWithinArea());
 }
 

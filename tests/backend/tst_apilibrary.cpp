@@ -3,6 +3,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Patience.h"
 
 #include <QFile>
 #include <QProcess>
@@ -84,7 +85,7 @@ void ApiLibraryTest::endsWithoutMemory()
     qputenv("ORVANTA_KERNEL_LOG", logPath.toLocal8Bit());
     QProcess process;
     process.start(QCoreApplication::applicationFilePath(), {endOption, QTest::currentDataTag()});
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(patienceMs));
 
     QFile log(logPath);
     QVERIFY(log.open(QIODevice::ReadOnly));

@@ -6,6 +6,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Patience.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QFile>
@@ -178,7 +179,7 @@ void TerminationTest::releasesTheSession()
     QProcess process;
     process.start(QCoreApplication::applicationFilePath(),
                   {terminationOption, QTest::currentDataTag(), logPath});
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(patienceMs));
 
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     // Exit status -1; other systems than Windows keep its low 8 bits.

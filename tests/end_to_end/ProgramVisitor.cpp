@@ -4,6 +4,7 @@
 #include "platform/KernelApi.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/MessageBoxAnswerer.h"
+#include "tests/support/Patience.h"
 #include "tests/support/WizardUser.h"
 
 #include <QTimer>
@@ -61,7 +62,7 @@ void visit()
         auto *wizard = qobject_cast<QWizard *>(window);
         if (!wizard)
             continue;
-        if (!QTest::qWaitForWindowActive(wizard))
+        if (!QTest::qWaitForWindowActive(wizard, patienceMs))
             qFatal("Expected the wizard to take input");
         for (const QString &step : qEnvironmentVariable("WIZARD_VISIT").split(' '))
             takeStep(step, *wizard);

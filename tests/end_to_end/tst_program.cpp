@@ -1,4 +1,5 @@
 #include "tests/support/DataRows.h"
+#include "tests/support/Patience.h"
 #include "tests/support/TemporaryPc.h"
 
 #include <QFile>
@@ -6,13 +7,6 @@
 #include <QTest>
 
 #include <memory>
-
-namespace
-{
-
-constexpr int endTimeoutMs = 60'000;
-
-} // namespace
 
 /// The program as a process of its own, with a visitor in it.
 class ProgramTest : public QObject
@@ -66,13 +60,13 @@ void ProgramTest::start(const QString &pc, const QString &steps, const QString &
 
 bool ProgramTest::waitForLine(const QByteArray &line)
 {
-    return QTest::qWaitFor([&] { return m_output.split('\n').contains(line); }, endTimeoutMs);
+    return QTest::qWaitFor([&] { return m_output.split('\n').contains(line); }, patienceMs);
 }
 
 bool ProgramTest::waitForEnd()
 {
     return QTest::qWaitFor([&] { return m_process->state() == QProcess::NotRunning; },
-                           endTimeoutMs) &&
+                           patienceMs) &&
            m_process->exitStatus() == QProcess::NormalExit;
 }
 

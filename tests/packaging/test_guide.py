@@ -35,7 +35,7 @@ class Guide(unittest.TestCase):
             file.write_text(page)
             command = ["chromium", "--headless=new", "--no-sandbox", f"--user-data-dir={folder}/user"]
             command += [*options, "--dump-dom", file.as_uri()]
-            page = subprocess.run(command, capture_output=True, text=True, check=True, timeout=120).stdout
+            page = subprocess.run(command, capture_output=True, text=True, check=True, timeout=600).stdout
         return json.loads(html.unescape(re.search("<title>(.*?)</title>", page)[1]))
 
     def test_shows_all_on_a_narrow_screen(self):

@@ -2,6 +2,7 @@
 
 #include "platform/FileLocations.h"
 #include "platform/KernelApi.h"
+#include "tests/support/Patience.h"
 
 #include <QFile>
 #include <QProcess>
@@ -20,7 +21,7 @@ void runProgram(QProcess &program, const QString &pcFolder)
         environment.insert("ORVANTA_SIMULATED_PC", pcFolder);
     program.setProcessEnvironment(environment);
     program.start(PROGRAM, QStringList());
-    QVERIFY(program.waitForFinished());
+    QVERIFY(program.waitForFinished(patienceMs));
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
 }
 

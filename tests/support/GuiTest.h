@@ -15,11 +15,19 @@ inline QStringList openWindows()
     return names;
 }
 
+/// Has a test function last as long as CTest lets its test: a busy machine needs more than Qt's own
+/// five minutes for a long one.
+inline void leaveTimeLimitToCTest()
+{
+    qputenv("QTEST_FUNCTION_TIMEOUT", "3600000");
+}
+
 /// The main function of a GUI test: fails the test when it leaves a window open.
 #define GUI_TEST_MAIN(TestClass)                                                                   \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
         QApplication application(argc, argv);                                                      \
+        leaveTimeLimitToCTest();                                                                   \
         TestClass test;                                                                            \
         const int failures = QTest::qExec(&test, argc, argv);                                      \
         if (openWindows().isEmpty())                                                               \

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/KernelApi.h"
+#include "tests/support/Patience.h"
 
 #include <QSemaphore>
 #include <QThreadPool>
@@ -47,12 +48,11 @@ public:
 
 private:
     static constexpr int manyCalls = 1000;
-    static constexpr int atMostMs = 60'000;
 
     static void wait(QSemaphore &semaphore, int number, const char *expected)
     {
-        if (!semaphore.tryAcquire(number, atMostMs))
-            qFatal("Expected %s, waited %d ms in vain", expected, atMostMs);
+        if (!semaphore.tryAcquire(number, patienceMs))
+            qFatal("Expected %s, waited %d ms in vain", expected, patienceMs);
     }
 
     std::function<std::uint32_t(const char *)> m_openDriver;

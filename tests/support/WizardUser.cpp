@@ -1,6 +1,7 @@
 #include "tests/support/WizardUser.h"
 
 #include "adapter_page/LinkRules.h"
+#include "tests/support/Patience.h"
 
 #include <QAbstractButton>
 #include <QFileInfo>
@@ -13,8 +14,6 @@
 
 namespace
 {
-
-constexpr int searchTimeoutMs = 30'000;
 
 QImage lampImage(const QIcon &icon)
 {
@@ -46,7 +45,8 @@ WizardUser::WizardUser(QWizard &wizard) : m_wizard(wizard) {}
 void WizardUser::open()
 {
     m_wizard.show();
-    QVERIFY2(QTest::qWaitForWindowActive(&m_wizard), "Expected the wizard to take input");
+    QVERIFY2(QTest::qWaitForWindowActive(&m_wizard, patienceMs),
+             "Expected the wizard to take input");
 }
 
 void WizardUser::goToAdapters()
@@ -120,7 +120,7 @@ void WizardUser::waitForSearch()
     // Wakes up with the event that ends the search, where QTest::qWaitFor would sleep.
     QTimer timeout;
     timeout.setSingleShot(true);
-    timeout.start(searchTimeoutMs);
+    timeout.start(patienceMs);
     while (isSearching() && timeout.isActive())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QVERIFY2(!isSearching(), "Expected the search to end");

@@ -3,7 +3,8 @@
 import time
 
 POLL_SECONDS = 0.02
-PATIENCE_SECONDS = 60
+# Long enough for a machine that is busy with other things.
+PATIENCE_SECONDS = 180
 
 
 def wait_for(condition, expectation):

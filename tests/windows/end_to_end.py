@@ -234,7 +234,7 @@ class EndToEnd(unittest.TestCase):
 
     def test_cancel_while_a_slow_kernel_opens(self):
         # Longer than a busy machine needs to look at the page.
-        self.prepare("slow-kernel", kernel={"openDelayMs": 20_000})
+        self.prepare("slow-kernel", kernel={"openDelayMs": 60_000})
         before = self.config.stat()
         wizard = self.start()
         wizard.wait_for_page(INTRODUCTION_PAGE)
