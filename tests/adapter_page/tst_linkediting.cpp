@@ -78,7 +78,6 @@ private slots:
     void asksForTheStatusAnew();
     void publishesOnNextOnly();
     void skipsUnusualLinks();
-    void joinsTexts();
 
 private:
     void compareLists(const QString &available, const QString &single, const QString &dual);
@@ -383,16 +382,6 @@ void LinkEditingTest::skipsUnusualLinks()
     user.press(QWizard::NextButton);
     QCOMPARE(singleLinkField(), QStringList({"X", "Y"}));
     QCOMPARE(dualLinkField(), QStringList({"X;Y", ";"}));
-}
-
-void LinkEditingTest::joinsTexts()
-{
-    startOnAdapters();
-    QString joined;
-    QVERIFY(QMetaObject::invokeMethod(m_run->wizard.currentPage(), "dualLinkConcat",
-                                      Q_RETURN_ARG(QString, joined),
-                                      Q_ARG(QStringList, QStringList({"C", "A", "B"}))));
-    QCOMPARE(joined, "C + A + B");
 }
 
 GUI_TEST_MAIN(LinkEditingTest)

@@ -3,9 +3,9 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Lines.h"
 #include "tests/support/Patience.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -87,10 +87,7 @@ void ApiLibraryTest::endsWithoutMemory()
     process.start(QCoreApplication::applicationFilePath(), {endOption, QTest::currentDataTag()});
     QVERIFY(process.waitForFinished(patienceMs));
 
-    QFile log(logPath);
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QStringList calls = QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts);
-    QTEST(calls, "calls");
+    QTEST(linesOf(logPath), "calls");
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QTEST(process.exitCode(), "exitCode");
 }

@@ -4,6 +4,7 @@
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 #include "tests/support/StandardOutput.h"
 
 #include <QFile>
@@ -24,8 +25,6 @@ using platform::windowsApi;
 
 namespace
 {
-
-constexpr std::uint32_t noAccess = 0x10160000;
 
 /// Returns how many bytes have left the process by now, without flushing the stream.
 qint64 bytesWritten()

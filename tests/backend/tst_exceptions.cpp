@@ -81,8 +81,6 @@ private slots:
     void throwsTheClassOfTheCode();
     void throwsNothingForZero();
     void keepsMessageAndCodeInACopy();
-    void formatsTheMessage_data();
-    void formatsTheMessage();
     void translatesEveryStep();
 };
 
@@ -151,22 +149,6 @@ void ExceptionsTest::keepsMessageAndCodeInACopy()
     QCOMPARE(copy.errorCode(), -104);
     QCOMPARE(genericCopy.what(), "seven");
     QCOMPARE(genericCopy.errorCode(), 7);
-}
-
-void ExceptionsTest::formatsTheMessage_data()
-{
-    const DataRows<int, QByteArray> row("code", "message");
-    row("negative", -104, "Code: [-104] - Error description: ErrCode: -104");
-    row("zero", 0, "Code: [0] - Error description: ErrCode: 0");
-    row("positive", 12, "Code: [12] - Error description: ErrCode: 12");
-    row("lowest", std::numeric_limits<int>::min(),
-        "Code: [-2147483648] - Error description: ErrCode: -2147483648");
-}
-
-void ExceptionsTest::formatsTheMessage()
-{
-    QFETCH(int, code);
-    QTEST(QByteArray::fromStdString(formatErrorMessage(code)), "message");
 }
 
 void ExceptionsTest::translatesEveryStep()

@@ -32,8 +32,6 @@ static_assert(!std::has_virtual_destructor_v<GEVBackendOrvanta>);
 static_assert(std::is_same_v<decltype(std::declval<GEVBackendOrvanta>().devices()),
                              std::vector<AdapterInfo>>);
 
-constexpr std::uint32_t noAccess = 0x10160000;
-
 const QString openDriverCommand = "OV_openDriver(customerNr)";
 const QString createMemoryCommand =
     "OV_createSharedMemEx(&m_sharedMemHandle, nullptr, sizeof(SharedData), OVF_NO_FLAGS)";

@@ -6,6 +6,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 #include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 
@@ -18,8 +19,6 @@ using platform::kernelApi;
 
 namespace
 {
-
-constexpr std::uint32_t noAccess = 0x10160000;
 
 constexpr auto failWithoutMemory = [](auto...) -> std::uint32_t { throw std::bad_alloc(); };
 

@@ -2,8 +2,8 @@
 
 #include "platform/KernelApi.h"
 #include "simulator/SimulatedMachine.h"
-#include "tests/support/AdapterTexts.h"
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 #include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 
@@ -17,7 +17,6 @@ using platform::kernelApi;
 namespace
 {
 
-constexpr std::uint32_t noAccess = 0x10160000;
 constexpr std::uint32_t noSuchDevice = 0x101F0000;
 
 /// A session that is open on a simulated PC.
@@ -32,8 +31,6 @@ struct Session {
     {
         return printedBy([this] { backend.enumerateDevices(); });
     }
-
-    QStringList devices() const { return textsOf(backend.devices()); }
 
     QList<int> flagsB() const
     {
@@ -64,8 +61,6 @@ class KernelDevicesTest : public QObject
     Q_OBJECT
 
 private slots:
-    void listsTheDevices();
-    void fallsBackToTheIdentifier();
     void countsTheDevicesThatBearTheName_data();
     void countsTheDevicesThatBearTheName();
     void countsInEightBits();
@@ -77,28 +72,6 @@ private slots:
     void readsUnterminatedTextsNoFurtherThanTheirField();
     void readsAnUnterminatedIdentifierNoFurtherThanItsBuffer();
 };
-
-void KernelDevicesTest::listsTheDevices()
-{
-    SimulatedPc pc;
-    pc.kernel.devices = {{"DEVICE-A", "Port one", "Example card"},
-                         {"DEVICE-B", "", "Example card"}};
-    Session session(pc);
-
-    QCOMPARE(session.enumerate(), QByteArray());
-    QCOMPARE(session.devices(), QStringList({"DEVICE-A|Port one|Example card|-1|-1|0|0",
-                                             "DEVICE-B|Example card|Example card|-1|-1|0|0"}));
-}
-
-void KernelDevicesTest::fallsBackToTheIdentifier()
-{
-    SimulatedPc pc = pcWithDevices({"First"});
-    pc.kernel.failures[200] = noAccess;
-    Session session(pc);
-
-    QCOMPARE(session.enumerate(), QByteArray());
-    QCOMPARE(session.devices(), QStringList("DEVICE-1|DEVICE-1|DEVICE-1|-1|-1|0|0"));
-}
 
 void KernelDevicesTest::countsTheDevicesThatBearTheName_data()
 {
@@ -157,7 +130,7 @@ void KernelDevicesTest::endsBehindTheLastDevice()
     Session session(pc);
 
     QTEST(session.enumerate(), "output");
-    QCOMPARE(session.devices().size(), deviceCount);
+    QCOMPARE(session.backend.devices().size(), static_cast<std::size_t>(deviceCount));
 }
 
 void KernelDevicesTest::choosesTheTexts_data()

@@ -6,10 +6,10 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Lines.h"
 #include "tests/support/Patience.h"
 #include "tests/support/StandardOutput.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -98,14 +98,6 @@ void exhaustMemory(std::uint32_t sharedMemoryCode = 0)
         }).join();
     }
     throw std::bad_alloc();
-}
-
-QStringList linesOf(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
 }
 
 } // namespace

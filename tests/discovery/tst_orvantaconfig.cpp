@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <new>
 
 using platform::windowsApi;
 
@@ -120,11 +119,8 @@ private slots:
     void findsSavedConnections_data();
     void findsSavedConnections();
     void removesEveryDeviceOfASavedIdentifier();
-    void findsNothingWithoutTheDriver();
-    void reportsAKernelFailure();
     void readsTextsAsUtf8();
     void asksForSavedIdentifiersInTheLocalCodePage();
-    void passesAnExceptionOfTheSavedConnections();
 };
 
 void OrvantaConfigTest::findsTheDriverFile_data()
@@ -365,30 +361,6 @@ void OrvantaConfigTest::removesEveryDeviceOfASavedIdentifier()
     QCOMPARE(search(), QStringList({"A " + portA, "A " + portC, "A " + portC, "S " + portB}));
 }
 
-void OrvantaConfigTest::findsNothingWithoutTheDriver()
-{
-    SearchPc pc;
-    QVERIFY(QFile::remove(pc.path("Windows/system32/Brelvix.run64.sys")));
-    pc.writeConfig("DEVICE-A\nDEVICE-B;DEVICE-C\n\n");
-    SimulatedMachine machine(pc.pc());
-    QTest::ignoreMessage(QtDebugMsg, notFoundLine);
-
-    QCOMPARE(search(), QStringList(QString("E ") + driverNotFound));
-    QCOMPARE(machine.kernel().calls(), QStringList());
-}
-
-void OrvantaConfigTest::reportsAKernelFailure()
-{
-    SearchPc pc;
-    pc.pc().kernel.failures[13] = 0x10160000;
-    pc.writeConfig("DEVICE-A\nDEVICE-B;DEVICE-C\n\n");
-    const SimulatedMachine machine(pc.pc());
-
-    QCOMPARE(search(), QStringList({"S DEVICE-A|DEVICE-A|DEVICE-A|0",
-                                    "D DEVICE-B + DEVICE-C|DEVICE-B;DEVICE-C|DEVICE-B;DEVICE-C",
-                                    "E " + searchError(driverNotOpened)}));
-}
-
 void OrvantaConfigTest::readsTextsAsUtf8()
 {
     const QString umlauts = QString::fromUtf8("Ger\xC3\xA4t \xE2\x82\xAC");
@@ -423,20 +395,6 @@ void OrvantaConfigTest::asksForSavedIdentifiersInTheLocalCodePage()
 #else
     QCOMPARE(search(), QStringList("S Name|" + identifier + "|Card|0"));
 #endif
-}
-
-void OrvantaConfigTest::passesAnExceptionOfTheSavedConnections()
-{
-    SearchPc pc;
-    pc.pc().kernel.devices.clear();
-    pc.writeConfig("DEVICE-A\n\n");
-    SimulatedMachine machine(pc.pc());
-    platform::kernelApi().queryDeviceInformation.function = [](auto...) -> std::uint32_t {
-        throw std::bad_alloc();
-    };
-
-    QVERIFY_THROWS_EXCEPTION(std::bad_alloc, search());
-    QCOMPARE(machine.kernel().openResources(), 0);
 }
 
 QTEST_GUILESS_MAIN(OrvantaConfigTest)

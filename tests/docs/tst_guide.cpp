@@ -5,6 +5,7 @@
 #include "adapter_page/NetworkAdapterSelectorPage.h"
 #include "backend/Exceptions.h"
 #include "platform/KernelApi.h"
+#include "tests/support/Faults.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/PrintedMessages.h"
 #include "tests/support/ProgramTexts.h"
@@ -27,8 +28,6 @@
 
 namespace
 {
-
-constexpr std::uint32_t noAccess = 0x10160000;
 
 /// Stands in a text for what the program inserts, such as a number. The guide has an example there.
 constexpr QChar inserted = QChar::ObjectReplacementCharacter;

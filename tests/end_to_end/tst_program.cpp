@@ -1,8 +1,8 @@
 #include "tests/support/DataRows.h"
+#include "tests/support/Lines.h"
 #include "tests/support/Patience.h"
 #include "tests/support/TemporaryPc.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QTest>
 
@@ -72,10 +72,7 @@ bool ProgramTest::waitForEnd()
 
 QStringList ProgramTest::kernelCalls() const
 {
-    QFile log(m_pc->pc().folder + "/kernel.log");
-    if (!log.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts);
+    return linesOf(m_pc->pc().folder + "/kernel.log");
 }
 
 void ProgramTest::endsWithStatus0_data()

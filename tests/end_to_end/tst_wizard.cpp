@@ -1,5 +1,4 @@
 #include "tests/support/GuiTest.h"
-#include "tests/support/HeldUpKernel.h"
 #include "tests/support/Patience.h"
 #include "tests/support/PrintedMessages.h"
 #include "tests/support/ProgramTexts.h"
@@ -87,13 +86,10 @@ private slots:
     void goesBackAndForth();
     void leavesFileAlone_data();
     void leavesFileAlone();
-    void closesDuringSearch_data();
-    void closesDuringSearch();
     void servesEveryPc_data();
     void servesEveryPc();
     void showsAllLamps();
     void keepsNonAsciiNames();
-    void refusesDualLinkOfTwoSlots();
 
 private:
     /// Copies a PC of the project and starts the wizard on it.
@@ -247,31 +243,6 @@ void WizardTest::leavesFileAlone()
     QVERIFY(m_run->boxes.answered().isEmpty());
 }
 
-void WizardTest::closesDuringSearch_data()
-{
-    QTest::addColumn<QString>("wayOut");
-    for (const QString &wayOut : waysOut)
-        QTest::newRow(qPrintable(wayOut)) << wayOut;
-}
-
-void WizardTest::closesDuringSearch()
-{
-    QFETCH(QString, wayOut);
-    WizardUser &user = startOn("kernel-refuses-open");
-    const QByteArray saved = m_pc->config();
-    HeldUpKernel kernel;
-    user.press(QWizard::NextButton);
-    kernel.waitForCalls(1);
-    leave(*m_run, wayOut);
-    QVERIFY(m_run->wizard.isHidden());
-    QVERIFY(user.isSearching());
-
-    kernel.letGo();
-    user.waitForSearch();
-    QCOMPARE(m_pc->config(), saved);
-    QCOMPARE(m_run->machine.kernel().openResources(), 0);
-}
-
 void WizardTest::servesEveryPc_data()
 {
     QCOMPARE(expectedOnPcs.keys(),
@@ -331,17 +302,6 @@ void WizardTest::keepsNonAsciiNames()
                           withLocation("Адаптер 10G")}));
     QCOMPARE(m_run->user.singleLinks(), QStringList{withLocation("カメラ用アダプター")});
     QCOMPARE(m_run->user.lamps(availableList)[2], "green");
-}
-
-void WizardTest::refusesDualLinkOfTwoSlots()
-{
-    WizardUser &user = startOn("refused-dual-link");
-    user.goToAdapters();
-    user.makeLink({1, 2});
-    QCOMPARE(m_run->boxes.answered().size(), 1);
-    // The wrong one is deselected, the right one selected.
-    user.makeLink({2, 0});
-    QCOMPARE(user.dualLinks().size(), 1);
 }
 
 GUI_TEST_MAIN(WizardTest)

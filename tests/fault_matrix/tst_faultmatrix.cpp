@@ -4,7 +4,6 @@
 #include "tests/support/DataRows.h"
 #include "tests/support/Faults.h"
 #include "tests/support/GuiTest.h"
-#include "tests/support/HeldUpKernel.h"
 #include "tests/support/PrintedMessages.h"
 #include "tests/support/ProcessResources.h"
 #include "tests/support/ProgramTexts.h"
@@ -12,7 +11,7 @@
 #include "tests/support/StandardOutput.h"
 #include "tests/support/TemporaryPc.h"
 
-#include <QTimer>
+#include <QThread>
 
 #include <atomic>
 #include <type_traits>
@@ -52,7 +51,6 @@ struct Outcome {
     /// Shared memory and driver that stay open.
     int openResources = 0;
     QByteArray file;
-    int beats = 0;
 };
 
 /// Returns what a function of the tables returns when it fails with a code.
@@ -149,8 +147,7 @@ QStringList rowsOf(const WizardUser &user, const char *list)
     return rows;
 }
 
-/// One run through the wizard, from its first page to the file. The kernel answers its first call
-/// only after the event loop has beaten a few times.
+/// One run through the wizard, from its first page to the file.
 Outcome play(const Fault &fault, const QString &driver, int failingCall)
 {
     const PrintedMessages quiet;
@@ -158,15 +155,7 @@ Outcome play(const Fault &fault, const QString &driver, int failingCall)
     StandardOutput output;
     RunningWizard running(simulatedPc(temporary, driver));
     const InjectedFault injected(fault, failingCall);
-    HeldUpKernel kernel;
     Outcome outcome;
-
-    QTimer heartbeat;
-    QObject::connect(&heartbeat, &QTimer::timeout, [&] {
-        if (kernel.calls() > 0 && ++outcome.beats == 3)
-            kernel.letGo();
-    });
-    heartbeat.start(1);
 
     running.user.openAdapters();
     for (const char *list : {availableList, singleList, dualList})
@@ -315,8 +304,6 @@ void FaultMatrixTest::leavesTheUserWithTheTruth()
     // What was listed is what is saved: nothing, where the driver seems to be missing.
     const bool isAnythingListed = !outcome.lists[1].isEmpty();
     QCOMPARE(outcome.file, isAnythingListed ? savedFile : "\n");
-    // The event loop went on while the kernel was held up.
-    QVERIFY(outcome.beats >= 3 || outcome.kernelCalls.isEmpty());
 }
 
 /// The table as it was found, to be copied into the document.

@@ -1,11 +1,13 @@
 // The input is what a misbehaving real-time kernel answers: identifiers and device information
-// records of arbitrary bytes, without their NUL or with an error code in their place.
+// records of arbitrary bytes, without their NUL or with an error code in their place; and the
+// location text of a device node.
 
 #include "backend/GEVBackendOrvanta.h"
 #include "backend/KernelAdapters.h"
 #include "discovery/OrvantaConfig.h"
 #include "discovery/OrvantaSearchResults.h"
 #include "discovery/adapter_port/AdapterInfo.h"
+#include "discovery/adapter_port/PciLocation.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/fuzz/Property.h"
 #include "tests/support/TemporaryPc.h"
@@ -34,6 +36,9 @@ constexpr std::size_t mostDevices = 300;
 
 /// Where each device is asked for several times: more would take most of the time.
 constexpr std::size_t mostListedDevices = 32;
+
+/// What the program asks the location text for fits into so many bytes, the NUL included.
+constexpr qsizetype longestLocation = 4096;
 
 /// Returns a field's text: all before its first NUL, the whole field where there is none.
 std::string fieldText(std::string_view field)
@@ -69,6 +74,7 @@ struct Device {
 struct Replies {
     std::vector<Device> devices;
     std::uint32_t endCode = notFound;
+    QString location;
     std::string errorText;
     int failingOrdinal = 0;
     std::uint32_t failureCode = 0;
@@ -110,6 +116,7 @@ Replies readReplies(FuzzedDataProvider &input)
     replies.failingOrdinal = input.PickValueInArray({0, 13, 29, 37, 55, 182});
     replies.failureCode = input.ConsumeIntegral<std::uint32_t>();
     replies.endCode = std::max(1U, input.ConsumeIntegral<std::uint32_t>());
+    replies.location = QString::fromStdString(input.ConsumeRandomLengthString());
     replies.errorText = input.ConsumeRandomLengthString();
     while (input.remaining_bytes() > 0 && replies.devices.size() < mostDevices) {
         const Device device = readDevice(input);
@@ -164,17 +171,66 @@ void requireEnumeration(const Replies &replies)
     }
 }
 
-std::string entryText(const Device &device)
+/// Returns whether a text has three runs of digits.
+bool isLocation(const QString &text)
 {
-    // The simulated PC's one device node.
-    const QString name = QString::fromStdString(device.name());
-    return name == "Adapter" ? "Adapter. PCI Slot: 0, Port: 0" : device.name();
+    int runs = 0;
+    bool isInRun = false;
+    for (const QChar character : text) {
+        const bool isDigit = character >= u'0' && character <= u'9';
+        if (isDigit && !isInRun)
+            ++runs;
+        isInRun = isDigit;
+    }
+    return runs == 3;
 }
 
-void requireAdapter(const AdapterInfo &adapter, const Device &device)
+void requireNumbers(const QString &location)
+{
+    constexpr std::uint32_t untouched = 4711;
+    const bool isRead = isLocation(location);
+    std::uint32_t bus = untouched;
+    std::uint32_t function = untouched;
+    require(parsePciBus(bus, location) == isRead, "a bus in three runs of digits only");
+    require(parsePciFunction(function, location) == isRead,
+            "a function in three runs of digits only");
+    require(bus == (isRead ? 0 : untouched), "bus 0 or an untouched value");
+    require(function == (isRead ? 0 : untouched), "function 0 or an untouched value");
+}
+
+/// Returns whether the program finds the location of the two device nodes.
+bool isLocated(const Replies &replies)
+{
+    // Device nodes give out 8-bit text up to its first NUL.
+    const QByteArray bytes = replies.location.toUtf8();
+    return bytes.size() < longestLocation && isLocation(QString::fromUtf8(bytes.constData()));
+}
+
+void requireTwin(const Replies &replies)
+{
+    QString hardwareId;
+    QString description;
+    std::uint32_t slot = unknownPciNumber;
+    std::uint32_t port = unknownPciNumber;
+    resolvePciLocation(hardwareId, description, slot, port, "Adapter", true);
+    require(hardwareId == (isLocated(replies) ? R"(ID\#01)" : "ID"),
+            "a suffix where the twin is found");
+    require(description == "Ethernet", "the device's description");
+    require(slot == (isLocated(replies) ? 0 : unknownPciNumber), "slot 0 or none");
+    require(port == slot, "port 0 or none");
+}
+
+std::string entryText(const Device &device, const Replies &replies)
+{
+    const bool isNode = QString::fromStdString(device.name()) == "Adapter";
+    return isNode && isLocated(replies) ? "Adapter. PCI Slot: 0, Port: 0" : device.name();
+}
+
+void requireAdapter(const AdapterInfo &adapter, const Device &device, const Replies &replies)
 {
     require(adapter.deviceId == device.id(), "the record to keep its identifier");
-    require(adapter.name == entryText(device), "the record to be completed with its location");
+    require(adapter.name == entryText(device, replies),
+            "the record to be completed with its location");
     require(adapter.description == device.description(), "the record to keep its description");
 }
 
@@ -194,7 +250,7 @@ void requireListing(const Replies &replies)
     require(adapters.size() == (replies.opens() ? qsizetype(replies.devices.size()) : 0),
             "all devices of a session that opens");
     for (qsizetype index = 0; index < adapters.size(); ++index)
-        requireAdapter(adapters[index], replies.devices[static_cast<std::size_t>(index)]);
+        requireAdapter(adapters[index], replies.devices[static_cast<std::size_t>(index)], replies);
 
     require(connections.size() == configured.size(), "a connection for each saved one");
     for (qsizetype index = 0; index < connections.size(); ++index) {
@@ -203,7 +259,8 @@ void requireListing(const Replies &replies)
         for (qsizetype port = 0; port < connections[index].size(); ++port) {
             const std::string id = configured[index][port].toStdString();
             const Device *device = replies.find(id);
-            requireAdapter(connections[index][port], device ? *device : Device{id, {}, notFound});
+            requireAdapter(connections[index][port], device ? *device : Device{id, {}, notFound},
+                           replies);
         }
     }
 }
@@ -220,7 +277,8 @@ void requireSearch(const Replies &replies)
     for (qsizetype index = 0; index < results.availableAdapters.size(); ++index) {
         const Device &device = replies.devices[static_cast<std::size_t>(index)];
         const AdapterEntry &entry = results.availableAdapters[index];
-        require(entry.name == QString::fromUtf8(entryText(device).c_str()), "the entry text");
+        require(entry.name == QString::fromUtf8(entryText(device, replies).c_str()),
+                "the entry text");
         require(entry.deviceId == QString::fromUtf8(device.id().c_str()), "the identifier");
     }
 }
@@ -235,12 +293,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     SimulatedPc settings = pc.pc();
     settings.loadedDrivers = {"Brelvix.run64.sys"};
-    settings.deviceNodes = {{"Adapter", QStringList{"ID"}, "Ethernet", "bus 1, device 2, port 3"}};
+    const QStringList hardwareIds = {"ID", "further ID"};
+    settings.deviceNodes = {{"Adapter", hardwareIds, "Ethernet", replies.location},
+                            {"Adapter #2", hardwareIds, "Ethernet", replies.location}};
     if (replies.failingOrdinal != 0 && replies.failureCode != 0)
         settings.kernel.failures[replies.failingOrdinal] = replies.failureCode;
     SimulatedMachine machine(settings);
     answerWith(replies);
 
+    requireNumbers(replies.location);
+    requireTwin(replies);
     requireEnumeration(replies);
     replies.devices.resize(std::min(replies.devices.size(), mostListedDevices));
     requireListing(replies);

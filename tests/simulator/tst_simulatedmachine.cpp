@@ -13,7 +13,6 @@ private slots:
     void mapsPaths_data();
     void mapsPaths();
     void findsTheHomeFolder();
-    void answersThroughTheTables();
     void restoresTheTables();
     void namesAnEntryWithoutAnAnswer();
 };
@@ -55,24 +54,6 @@ void SimulatedMachineTest::findsTheHomeFolder()
     pc.userName = "user2";
     const SimulatedMachine machine(pc);
     QCOMPARE(platform::fileLocations().homeFolder(), "/pcs/one/C/Users/user2");
-}
-
-void SimulatedMachineTest::answersThroughTheTables()
-{
-    SimulatedPc pc;
-    pc.loadedDrivers = QStringList{"first.sys", "second.sys"};
-    SimulatedMachine machine(pc);
-
-    DWORD neededSize = 0;
-    QVERIFY(platform::windowsApi().K32EnumDeviceDrivers(nullptr, 0, &neededSize));
-    QCOMPARE(neededSize, 2 * sizeof(LPVOID));
-
-    const HANDLE console = platform::windowsApi().GetStdHandle(STD_OUTPUT_HANDLE);
-    QVERIFY(platform::windowsApi().SetConsoleTextAttribute(console, 0x0C));
-    QCOMPARE(machine.windows().consoleAttributes(), 0x0C);
-
-    QCOMPARE(platform::kernelApi().OV_openDriver("customer"), 0U);
-    QCOMPARE(machine.kernel().calls(), QStringList{R"(OV_openDriver("customer"))"});
 }
 
 void SimulatedMachineTest::restoresTheTables()

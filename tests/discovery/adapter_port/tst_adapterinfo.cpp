@@ -18,7 +18,6 @@ class AdapterInfoTest : public QObject
 
 private slots:
     void startsUnknown();
-    void isAPlainValue();
     void comparesIdentifiersAlone_data();
     void comparesIdentifiersAlone();
 };
@@ -26,16 +25,6 @@ private slots:
 void AdapterInfoTest::startsUnknown()
 {
     QCOMPARE(textOf(AdapterInfo()), "|||-1|-1|0|0");
-}
-
-void AdapterInfoTest::isAPlainValue()
-{
-    // The order of the fields is the order of this list.
-    const AdapterInfo original = {"id", "name", "description", 1, 2, 3, 4};
-    AdapterInfo copy(original);
-    QCOMPARE(textOf(copy), "id|name|description|1|2|3|4");
-    copy = AdapterInfo();
-    QCOMPARE(textOf(copy), textOf(AdapterInfo()));
 }
 
 void AdapterInfoTest::comparesIdentifiersAlone_data()
