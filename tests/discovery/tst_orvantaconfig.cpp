@@ -7,7 +7,6 @@
 #include "simulator/SimulatedMachine.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/PrintedMessages.h"
-#include "tests/support/ProgramTexts.h"
 #include "tests/support/StandardOutput.h"
 #include "tests/support/TemporaryPc.h"
 
