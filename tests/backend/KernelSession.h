@@ -22,6 +22,14 @@ inline const QStringList openingCalls = {
 /// What closes a session.
 inline const QStringList closingCalls = {getMemoryCall, "freeSharedMem(1, 0)", "closeDriver()"};
 
+/// What closes a session whose shared memory names the kernel-side library 75.
+inline const QStringList closingCallsWithLibrary =
+    closingCalls.first(1) + QStringList("freeKernel(75)") + closingCalls.mid(1);
+
+/// What releases the kernel-side objects 52 and 56 before a session is closed.
+inline const QStringList releasingCalls = {getMemoryCall, "releaseSecondObject(56, 0)",
+                                           "releaseFirstObject(52, 0)"};
+
 /// Returns the calls by which a failure is reported.
 inline QStringList reportCalls(const QString &command, const QString &code = "0x10160000")
 {

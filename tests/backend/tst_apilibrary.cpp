@@ -64,17 +64,13 @@ void ApiLibraryTest::endsWithoutMemory_data()
 {
     const DataRows<QStringList, int> row("calls", "exitCode");
     const QStringList opened = openingCalls + QStringList(getMemoryCall);
-    const QStringList released = {getMemoryCall, "releaseSecondObject(56, 0)",
-                                  "releaseFirstObject(52, 0)"};
-    const QStringList closed = {getMemoryCall, "freeKernel(75)", "freeSharedMem(1, 0)",
-                                "closeDriver()"};
     const QStringList reported = reportCalls(getMemoryCommand);
-    row("closed", opened + closed, 0);
-    row("closed, other thread", opened + closed, 0);
-    row("closed, memory refused", opened + reported + closed.last(1), 0);
-    row("terminated", opened + released + closed, -1);
-    row("terminated, other thread", opened + released + closed, -1);
-    row("terminated, memory refused", opened + reported + reported + closed.last(1), -1);
+    row("closed", opened + closingCallsWithLibrary, 0);
+    row("closed, other thread", opened + closingCallsWithLibrary, 0);
+    row("closed, memory refused", opened + reported + closingCalls.last(1), 0);
+    row("terminated", opened + releasingCalls + closingCallsWithLibrary, -1);
+    row("terminated, other thread", opened + releasingCalls + closingCallsWithLibrary, -1);
+    row("terminated, memory refused", opened + reported + reported + closingCalls.last(1), -1);
 }
 
 void ApiLibraryTest::endsWithoutMemory()

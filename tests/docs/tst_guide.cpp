@@ -299,8 +299,7 @@ void GuideTest::tellsTheRefusedDualLink()
     TemporaryPc temporary(PCS_FOLDER "/refused-dual-link");
     const Meeting meeting = meetingWith(temporary.pc(), [](RunningWizard &running) {
         running.user.openAdapters();
-        running.user.click(availableList, {0, 2});
-        running.user.press(createDualLink);
+        running.user.makeLink({0, 2});
     });
     QCOMPARE(meeting.boxes.size(), 3);
     QCOMPARE(missingInGuide(meeting.boxes), QString());
