@@ -3,8 +3,10 @@
 # features that the program uses. Prints the finished folder's path as the last line of standard
 # output; a second run finds the folder and ends at once, an interrupted run goes on where it was.
 #
-# qt-windows.sha256 records the files that are downloaded; others are refused. The folder's name holds a
-# checksum of what the built bytes depend on: the recipe, the recorded files and the installed compiler.
+# qt-windows.sha256 records the files that are downloaded. When Debian 13 has replaced them, its new ones
+# are taken, with a warning; ORVANTA_RECORDED_INPUTS=yes refuses that. The folder's name holds a checksum of
+# what the built bytes depend on, the recipe, the recorded files and the installed compiler; it ends with
+# "-moved" if other files were taken.
 #
 #   qt-windows.sh                builds
 #   qt-windows.sh --print-path   only prints the path
@@ -14,11 +16,12 @@
 #   host/                            Qt's tools for this machine (QT_HOST_PATH)
 #   mingw/                           Windows headers and import libraries
 #   licenses/                        licence texts, and the versions of what was built
+#   sbom/                            what Qt's build recorded of its parts
+#   sources/                         what was downloaded, for the next build, and this recipe
 #
 # The program's build finds it through windows-toolchain.cmake.
 set -euo pipefail
 
-readonly qt_version=6.8.2
 recipe_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 toolchain=$recipe_dir/windows-toolchain.cmake
 sums=$recipe_dir/qt-windows.sha256
@@ -26,7 +29,8 @@ cache_dir=${XDG_CACHE_HOME:-$HOME/.cache}/orvanta-configurator
 work=$cache_dir/qt-windows.work
 stage=$work/stage
 log=$work/log
-readonly recipe_dir toolchain sums cache_dir work stage log
+recorded_only=${ORVANTA_RECORDED_INPUTS:-}
+readonly recipe_dir toolchain sums cache_dir work stage log recorded_only
 
 readonly build_packages=(ccache cmake dpkg-dev g++ ninja-build)
 readonly compiler_packages=(
@@ -66,6 +70,9 @@ export CXXFLAGS=-fpch-preprocess CCACHE_SLOPPINESS=pch_defines,time_macros
 # Stripping writes the time into a library: the same for every build.
 export SOURCE_DATE_EPOCH=0
 
+# The same order of files everywhere.
+export LC_ALL=C.UTF-8
+
 # Compiled regular expressions leave a lock behind in MinGW's runtime when a thread ends, and the end
 # of the program waits for it.
 export CFLAGS=-DPCRE2_DISABLE_JIT
@@ -77,10 +84,6 @@ say() {
 fail() {
     echo "qt-windows.sh: $*" >&2
     exit 1
-}
-
-as_root() {
-    if [[ $(id -u) -eq 0 ]]; then "$@"; else sudo "$@"; fi
 }
 
 # Appends a command's output to the log and shows the log's end when the command fails.
@@ -118,18 +121,6 @@ configure() {
     logged cmake -S "$work/source" -B "$folder" -G Ninja "${build_options[@]}" "${switches[@]}" "$@"
 }
 
-packages() {
-    local package missing=()
-    for package in "${build_packages[@]}" "${compiler_packages[@]}"; do
-        [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
-            missing+=("$package")
-    done
-    [[ ${#missing[@]} -eq 0 ]] && return
-    say "Installing ${missing[*]}"
-    as_root apt-get update -qq >&2
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qq --yes --no-install-recommends "${missing[@]}" >&2
-}
-
 # The machine's own Debian mirror, asked for Debian 13. Debian 12 knows two formats of this file.
 trixie_sources() {
     local machine=/etc/apt/sources.list.d/debian.sources
@@ -152,16 +143,49 @@ apt_trixie() {
         -o APT::Update::Error-Mode=any -o APT::Sandbox::User="$(id -un)" -o Acquire::Retries=3 "$@"
 }
 
+# The packages whose files a list of checksums names, one "name=version" a line.
+packages_of() {
+    sed --quiet 's/^\S* *\([^_]*\)_\(.*\)\(\.dsc\|_all\.deb\)$/\1=\2/p'
+}
+
+# copy_kept LIST: copies the files of a list of checksums from a folder that has them all.
+copy_kept() {
+    local folder
+    for folder in "$recipe_dir" "$cache_dir"/qt-windows-*/sources; do
+        (cd "$folder" && sha256sum --check --strict --status "$1") 2>/dev/null || continue
+        rm -f "$work/download"/*
+        cp "$folder"/*_* "$work/download"
+        return
+    done
+    return 1
+}
+
+# fetch PACKAGE...: downloads them, each with "=version" or as the newest of Debian 13.
+fetch() {
+    local package
+    rm -f "$work/download"/*
+    for package in "$@"; do
+        case $package in
+        qt6-base*) apt_trixie source --download-only "$package" ;;
+        *) apt_trixie download "$package" ;;
+        esac || return
+    done >>"$log" 2>&1
+}
+
 download() {
-    rm -rf "$work/download"
+    local recorded
+    mapfile -t recorded < <(packages_of <"$sums")
+    rm -f "$work/moved-inputs.txt"
     mkdir -p "$work"/apt/{lists,cache}/partial "$work"/apt/cache/archives/partial "$work/download"
-    logged apt_trixie update
     cd "$work/download"
-    logged apt_trixie source --download-only qt6-base
-    logged apt_trixie download mingw-w64-common mingw-w64-x86-64-dev
-    sha256sum --check --strict --quiet "$sums" >>"$log" 2>&1 && return
-    fail "expected the files of $sums, but Debian 13 now has others. To build from those, write these lines to it (and qt_version here, if Qt's has changed):
-$(sha256sum ./*.* | sed 's|\./||')"
+    copy_kept "$sums" && return
+    apt_trixie update >>"$log" 2>&1 || say "Debian 13's lists of packages cannot be read"
+    fetch "${recorded[@]}" && sha256sum --check --strict --quiet "$sums" >>"$log" 2>&1 && return
+    [[ $recorded_only != yes ]] || fail "neither Debian 13 nor an earlier build has the files of $sums (whole log: $log)"
+    fetch "${recorded[@]%=*}" || copy_kept qt-windows.sha256 ||
+        fail "neither Debian 13 nor an earlier build has ${recorded[*]%=*} (whole log: $log)"
+    echo "Warning: Qt for Windows is built from $(sha256sum -- *_* | packages_of | xargs)," \
+        "not from the recorded ${recorded[*]}." >"$work/moved-inputs.txt"
 }
 
 unpack() {
@@ -202,48 +226,63 @@ runtime() {
     x86_64-w64-mingw32-strip -o "$stage/bin/libwinpthread-1.dll" "$stage/mingw/lib/libwinpthread-1.dll"
 }
 
+# Beside each of Qt's lists of other people's code lie the licences that it names.
 licenses() {
-    mkdir -p "$stage/licenses"
-    cp -r "$work/source/LICENSES" "$stage/licenses/qt"
-    cp "$work/source/debian/copyright" "$stage/licenses/qt6-base.txt"
+    mkdir -p "$stage/licenses/qt"
+    cd "$work/source"
+    find LICENSES src util -type f \
+        \( -path 'LICENSES/*' -o -name qt_attribution.json -o -iname '*licen[cs]e*' -o -name 'COPY*' \) \
+        -exec cp --parents --target-directory="$stage/licenses/qt" {} +
+    cp debian/copyright "$stage/licenses/qt6-base.txt"
     cp "$work/mingw/usr/share/doc/mingw-w64-common/copyright" "$stage/licenses/mingw-w64.txt"
     cp /usr/share/doc/gcc-mingw-w64-base/copyright "$stage/licenses/gcc-mingw-w64.txt"
     {
-        echo "qt6-base $(dpkg-parsechangelog --file "$work/source/debian/changelog" --show-field Version)"
+        echo "qt6-base $(dpkg-parsechangelog --show-field Version)"
         echo "mingw-w64 $(dpkg-deb --field "$work"/download/mingw-w64-common_*.deb Version)"
         echo "gcc-mingw-w64 $(dpkg-query --show --showformat='${Version}' gcc-mingw-w64-base)"
     } >"$stage/licenses/versions.txt"
 }
 
+sources() {
+    mkdir -p "$stage/sources"
+    cp "$work"/download/* "$recipe_dir/qt-windows.sh" "$toolchain" "$stage/sources"
+    cd "$stage/sources"
+    sha256sum -- *_* >qt-windows.sha256
+}
+
 # Keeps an interrupted run's work only if the recipe is still the same. The folder's name stays the same
 # for every recipe, since ccache finds nothing under another name.
 open_work() {
-    [[ -e $work/$key ]] && return
+    [[ -e $work/$key && ! ($recorded_only == yes && -e $work/moved-inputs.txt) ]] && return
     rm -rf "$work"
     mkdir -p "$work"
     touch "$work/$key"
 }
 
 finish() {
+    if [[ -e $work/moved-inputs.txt ]]; then
+        cp "$work/moved-inputs.txt" "$stage"
+        result+=-moved
+    fi
     mv "$stage" "$result"
     rm -rf "$work"
 }
 
 [[ $# -eq 0 || $* == --print-path ]] || fail "expected --print-path or nothing, found: $*"
-[[ $# -gt 0 ]] || packages
-compiler=$(dpkg-query --show "${compiler_packages[@]}" 2>/dev/null) ||
-    fail "expected these packages to be installed: ${compiler_packages[*]}"
-key=$({ cat "$recipe_dir/qt-windows.sh" "$toolchain" "$sums" && echo "$compiler"; } | sha256sum | cut -c1-12)
-readonly key result=$cache_dir/qt-windows-$qt_version-$key
-if [[ $# -gt 0 ]]; then
-    echo "$result"
-    exit
-fi
+dpkg --status "${build_packages[@]}" "${compiler_packages[@]}" >/dev/null 2>&1 ||
+    fail "expected these packages to be installed: ${build_packages[*]} ${compiler_packages[*]}"
+key=$({ cat "$recipe_dir/qt-windows.sh" "$toolchain" "$sums" && dpkg-query --show "${compiler_packages[@]}"; } |
+    sha256sum | cut -c1-12)
+readonly key
 
-mkdir -p "$cache_dir"
-exec 8>"$cache_dir/qt-windows.lock"
-flock 8
-if [[ ! -d $result ]]; then
+if [[ $# -eq 0 ]]; then
+    mkdir -p "$cache_dir"
+    exec 8>"$cache_dir/qt-windows.lock"
+    flock 8
+fi
+result=$cache_dir/qt-windows-$key
+[[ -d $result || $recorded_only == yes || ! -d $result-moved ]] || result+=-moved
+if [[ $# -eq 0 && ! -d $result ]]; then
     open_work
     step download "Downloading Qt's source package and the Windows headers"
     step unpack "Unpacking"
@@ -251,6 +290,8 @@ if [[ ! -d $result ]]; then
     step windows "Building Qt for Windows"
     step runtime "Adding the compiler's run-time libraries"
     step licenses "Collecting the licence texts"
+    step sources "Keeping what was downloaded"
     finish
 fi
+[[ ! -e $result/moved-inputs.txt ]] || say "$(<"$result/moved-inputs.txt")"
 echo "$result"

@@ -13,6 +13,7 @@ VERSION = os.environ["ORVANTA_VERSION"]
 NAME = f"OrvantaConfigurator-{VERSION}-win64"
 ZIP = PACKAGES / f"{NAME}.zip"
 INSTALLER = PACKAGES / f"{NAME}.exe"
+SOURCES = PACKAGES / f"OrvantaConfigurator-{VERSION}-third-party-sources.tar"
 PROGRAM = "OrvantaConfigurator.exe"
 KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 

@@ -2,11 +2,13 @@
 """Checks the portable zip: its files, the resources and the protection of its program, and that it
 needs nothing but itself and Windows."""
 
+import hashlib
 import json
 import pathlib
 import re
 import struct
 import subprocess
+import tarfile
 import unittest
 import xml.etree.ElementTree
 
@@ -144,34 +146,101 @@ class Libraries(unittest.TestCase):
             self.assertTrue(image.DIRECTORY_ENTRY_BASERELOC, file)
 
 
+# What SPDX 2.3 requires of the elements of each list.
+REQUIRED = {
+    "packages": {"SPDXID", "downloadLocation", "externalRefs", "filesAnalyzed", "name", "versionInfo"},
+    "files": {"SPDXID", "checksums", "fileName"},
+    "relationships": {"relatedSpdxElement", "relationshipType", "spdxElementId"},
+    "hasExtractedLicensingInfos": {"extractedText", "licenseId"},
+}
+
+
 class Components(unittest.TestCase):
     files = packages.read_zip()
+    notices = files["licenses/NOTICES.txt"].decode()
     list = json.loads(files["licenses/components.spdx.json"])
-    qt_versions = (packages.QT / "licenses" / "versions.txt").read_text().splitlines()
-    versions = {"OrvantaConfigurator": packages.VERSION, **dict(line.split() for line in qt_versions)}
+    components = {component["name"]: component for component in list["packages"]}
+
+    def test_has_what_spdx_requires(self):
+        document = {"SPDXID", "creationInfo", "dataLicense", "documentNamespace", "name", "spdxVersion"}
+        self.assertEqual(set(self.list), document | set(REQUIRED) | {"comment"})
+        self.assertEqual((self.list["spdxVersion"], self.list["dataLicense"]), ("SPDX-2.3", "CC0-1.0"))
+        self.assertEqual(set(self.list["creationInfo"]), {"created", "creators"})
+        for name, keys in REQUIRED.items():
+            for element in self.list[name]:
+                self.assertLessEqual(keys, set(element), element)
+                self.assertNotIn("", element.values(), element)
+                self.assertEqual("packageVerificationCode" in element, element.get("filesAnalyzed", False))
+
+    def test_identifiers_are_unique_and_relationships_join_them(self):
+        elements = [self.list, *self.list["packages"], *self.list["files"]]
+        identifiers = {element["SPDXID"] for element in elements}
+        self.assertEqual(len(identifiers), len(elements))
+        for identifier in identifiers:
+            self.assertRegex(identifier, r"^SPDXRef-[A-Za-z0-9.-]+$")
+        for relationship in self.list["relationships"]:
+            self.assertLessEqual({relationship["spdxElementId"], relationship["relatedSpdxElement"]}, identifiers)
+
+    def test_names_each_file_with_its_checksums_in_one_component(self):
+        owners = [(link["relatedSpdxElement"], link["spdxElementId"]) for link in self.list["relationships"]]
+        paths = {file["fileName"].removeprefix("./"): file for file in self.list["files"]}
+        self.assertEqual(set(paths), packages.FILES - {"licenses/components.spdx.json"})
+        for path, file in paths.items():
+            data = self.files[path]
+            sums = {sum["algorithm"]: sum["checksumValue"] for sum in file["checksums"]}
+            expected = {"SHA1": hashlib.sha1(data).hexdigest(), "SHA256": hashlib.sha256(data).hexdigest()}
+            self.assertEqual(sums, expected, path)
+            (owner,) = [owner for element, owner in owners if element == file["SPDXID"]]
+            self.assertEqual(owner == "SPDXRef-Package-OrvantaConfigurator", not path.endswith(".dll"), path)
 
     def test_versions_are_those_of_the_build(self):
-        listed = {component["name"]: component["versionInfo"] for component in self.list["packages"]}
-        self.assertEqual(listed, self.versions)
+        lines = (packages.QT / "licenses" / "versions.txt").read_text().splitlines()
+        for name, version in [line.split() for line in lines] + [("OrvantaConfigurator", packages.VERSION)]:
+            self.assertEqual(self.components[name]["versionInfo"], version)
+        moved = packages.QT / "moved-inputs.txt"
+        comment = moved.read_text().strip() if moved.exists() else "Qt is built from the recorded inputs."
+        self.assertEqual(self.list["comment"], comment)
 
-    def test_every_executable_and_library_belongs_to_one_component(self):
-        named = ", ".join(component["comment"] for component in self.list["packages"])
-        self.assertEqual(sorted(named.split(", ")), sorted(packages.RUNNABLE))
+    def test_names_what_qt_s_libraries_contain_and_nothing_else(self):
+        parts = {"D3D12 Memory Allocator", "HarfBuzz-NG", "Mipmap generator for D3D12", "SipHash Algorithm"}
+        others = {"Catch2", "Freetype 2", "KWin", "LibJPEG-turbo", "The Public Suffix List", "XCB-XInput"}
+        self.assertLessEqual(parts, set(self.components))
+        self.assertFalse(others & set(self.components))
 
-    def test_every_relationship_joins_listed_elements(self):
-        elements = {component["SPDXID"] for component in self.list["packages"]} | {self.list["SPDXID"]}
-        for relationship in self.list["relationships"]:
-            self.assertIn(relationship["spdxElementId"], elements)
-            self.assertIn(relationship["relatedSpdxElement"], elements)
+    def test_every_component_has_an_address_and_a_notice(self):
+        for name, component in self.components.items():
+            (reference,) = component["externalRefs"]
+            self.assertRegex(reference["referenceLocator"], r"^pkg:(deb|generic|github)/[^\s$]+$")
+            if name != "OrvantaConfigurator":
+                self.assertIn(f"\n{name} {component['versionInfo']}\n", self.notices)
+                self.assertIn(f"Licence: {component['licenseDeclared']}\n", self.notices)
+                for line in component["copyrightText"].splitlines():
+                    self.assertIn(line, self.notices)
 
-    def test_notices_name_versions_and_existing_licences(self):
-        notices = self.files["licenses/NOTICES.txt"].decode()
-        for version in self.versions.values():
-            self.assertIn(version, notices)
-        licences = re.findall(r"licenses\\[\w\\.-]+\.txt", notices)
-        self.assertTrue(licences)
-        for licence in licences:
-            self.assertIn(licence.replace("\\", "/"), self.files)
+    def test_every_licence_has_its_text(self):
+        expressions = " ".join(component["licenseDeclared"] for component in self.components.values())
+        named = set(re.findall(r"[\w.-]+", expressions)) - {"AND", "NOASSERTION", "OR", "WITH"}
+        texts = set(re.findall(r"^Text of (\S+)$", self.notices, re.MULTILINE))
+        self.assertEqual(named - texts, {"GCC-exception-3.1", "GPL-3.0-or-later", "Imlib2", "ZPL-2.1"})
+        self.assertIn(b"GCC RUNTIME LIBRARY EXCEPTION", self.files["licenses/gcc-mingw-w64.txt"])
+        self.assertIn(b"License: ZPL-2.1", self.files["licenses/mingw-w64.txt"])
+        self.assertIn("Imlib2 License", self.notices)
+        extracted = {text["licenseId"] for text in self.list["hasExtractedLicensingInfos"]}
+        self.assertEqual(extracted, {name for name in named if name.startswith("LicenseRef-")})
+
+    def test_sources_are_offered_and_are_what_qt_was_built_from(self):
+        self.assertIn(packages.SOURCES.name, self.notices)
+        self.assertIn("at least three years", self.notices)
+        with tarfile.open(packages.SOURCES) as archive:
+            members = [member for member in archive if member.isfile()]
+            files = {pathlib.Path(member.name).name: archive.extractfile(member).read() for member in members}
+        sums = dict(reversed(line.split()) for line in files["qt-windows.sha256"].decode().splitlines())
+        recipe = {"qt-windows.sh", "windows-toolchain.cmake"}
+        self.assertEqual(set(files), set(sums) | recipe | {"qt-windows.sha256"})
+        for name, checksum in sums.items():
+            self.assertEqual(hashlib.sha256(files[name]).hexdigest(), checksum)
+        for name in recipe:
+            self.assertEqual(files[name], (packages.SOURCE / "packaging" / name).read_bytes())
 
 
 if __name__ == "__main__":
