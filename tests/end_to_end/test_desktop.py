@@ -47,18 +47,19 @@ class Accessibility(Desktop):
         wait_for(lambda: self.controls("list item"), "rows on the accessibility bus")
 
     def controls(self, role):
-        """Returns what a person can operate or read, of a role such as "push button"."""
+        """Returns what a person can operate or read, of a role such as "button"."""
         desktop = Atspi.get_desktop(0)
         return [
             node
             for application in map(desktop.get_child_at_index, range(desktop.get_child_count()))
             if application and application.get_process_id() == self.wizard.process.pid
             for node in visible_descendants(application)
-            if node.get_role_name() == role
+            # Before AT-SPI 2.56, a button was a push button.
+            if node.get_role_name().removeprefix("push ") == role
         ]
 
     def test_every_button_list_and_row_has_a_name_of_its_own(self):
-        for role in ("push button", "list", "list item"):
+        for role in ("button", "list", "list item"):
             names = [node.get_name() for node in self.controls(role)]
             self.assertGreater(len(names), 0, role)
             self.assertNotIn("", names, role)
