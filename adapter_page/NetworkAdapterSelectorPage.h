@@ -123,8 +123,7 @@ private:
     QStringList dualLinkResult;
     /// Entry texts that never appear in the available list.
     QStringList m_excludedAdapters;
-    /// From the start of a search until its result is listed, message box included: the wizard
-    /// shows the page twice in a row when its header changes, and it is shown again when the window
-    /// is restored. Two results would be listed.
+    /// From the start of a search until its result is listed, message box included: shown again
+    /// meanwhile, as the wizard and a restored window do it, the page would list two results.
     bool m_isSearching = false;
 };

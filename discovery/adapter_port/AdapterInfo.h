@@ -10,8 +10,7 @@ inline constexpr std::uint32_t unknownPciNumber = 0xFFFFFFFF;
 struct AdapterInfo {
     /// The identifier by which the port is keyed and that the configuration file stores.
     std::string deviceId;
-    /// The adapter entry text; that of a kernel's device is the adapter name alone until
-    /// appendPciLocation() has completed it.
+    /// The adapter entry text; of a kernel's device the name alone until appendPciLocation().
     std::string name;
     std::string description;
     std::uint32_t pciSlot = unknownPciNumber;
