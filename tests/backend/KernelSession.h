@@ -19,8 +19,12 @@ inline const QStringList openingCalls = {
     getMemoryCall,
 };
 
+/// What closes a session whose shared memory is refused.
+inline const QStringList closingCallsWithoutMemory = {"closeDriver()"};
+
 /// What closes a session.
-inline const QStringList closingCalls = {getMemoryCall, "freeSharedMem(1, 0)", "closeDriver()"};
+inline const QStringList closingCalls =
+    QStringList{getMemoryCall, "freeSharedMem(1, 0)"} + closingCallsWithoutMemory;
 
 /// What closes a session whose shared memory names the kernel-side library 75.
 inline const QStringList closingCallsWithLibrary =

@@ -67,10 +67,10 @@ void ApiLibraryTest::endsWithoutMemory_data()
     const QStringList reported = reportCalls(getMemoryCommand);
     row("closed", opened + closingCallsWithLibrary, 0);
     row("closed, other thread", opened + closingCallsWithLibrary, 0);
-    row("closed, memory refused", opened + reported + closingCalls.last(1), 0);
+    row("closed, memory refused", opened + reported + closingCallsWithoutMemory, 0);
     row("terminated", opened + releasingCalls + closingCallsWithLibrary, -1);
     row("terminated, other thread", opened + releasingCalls + closingCallsWithLibrary, -1);
-    row("terminated, memory refused", opened + reported + reported + closingCalls.last(1), -1);
+    row("terminated, memory refused", opened + reported + reported + closingCallsWithoutMemory, -1);
 }
 
 void ApiLibraryTest::endsWithoutMemory()
