@@ -44,6 +44,9 @@ class Guide(unittest.TestCase):
         found["pictures"] = (packages.SOURCE / "docs" / "guide.md").read_text().count("![")
         self.assertEqual(self.look(frame), found | {"ground": "rgb(255, 255, 255)"})
 
+    def test_is_small(self):
+        self.assertLess(len(self.page), 400_000)
+
     def test_is_dark_where_windows_is(self):
         found = self.look(self.page, "--blink-settings=preferredColorScheme=0")
         self.assertEqual(found["ground"], "rgb(28, 28, 28)")

@@ -107,8 +107,8 @@ class Wizard:
         return box["title"], labels[0]
 
     def widgets(self):
-        """Returns the visible widgets of all windows."""
-        return [widget for window in self.windows() for widget in window["widgets"]]
+        """Returns the visible windows and the widgets in them."""
+        return [widget for window in self.windows() for widget in (window, *window["widgets"])]
 
     def widget(self, name):
         """Returns the visible widget with an object name, or None."""
@@ -201,6 +201,12 @@ class Wizard:
         self._click(self.scroll_to(list_name, text))
         wait_for(lambda: self.selected_texts(list_name) != before, f"the click to reach {text!r}")
 
+    def rest_mouse_on(self, list_name, text):
+        """Moves the mouse to the row with a text and waits for what the row says about itself."""
+        x, y = map(str, center(self.scroll_to(list_name, text)))
+        self._xdotool("mousemove", x, y, "mousemove_relative", "1", "0")
+        wait_for(lambda: self.widget("qtooltip_label"), "the text of the row")
+
     def scroll_to(self, list_name, text):
         """Turns the mouse wheel until the row with a text is on the screen; returns its place."""
         wanted = self.texts(list_name).index(text)
@@ -273,7 +279,8 @@ class Wizard:
         return self.process.wait(PATIENCE_SECONDS)
 
     def keep_picture(self, name, *widgets):
-        """Saves a picture of widgets, which are given by their names, or of the window in front."""
+        """Saves a picture of widgets, which are given by their names, or of the window in front;
+        returns its place."""
         front = wait_for(self.active_window, "an active window")
 
         def place():
@@ -283,6 +290,7 @@ class Wizard:
 
         wait_for(lambda: self._is_drawn(place()), f"{name} on the screen")
         self._import(place(), f"{self.picture_prefix}-{name}.png")
+        return place()
 
     def _is_drawn(self, place):
         """A window is drawn some time after it is shown."""

@@ -21,10 +21,14 @@ namespace
 
 constexpr int intervalMs = 20;
 
+/// Returns a place in the pixels of the screen, of which a large scale takes more than one for each
+/// of Qt's.
 QJsonArray placeOf(const QWidget &widget, const QRect &rect)
 {
     const QPoint corner = widget.mapToGlobal(rect.topLeft());
-    return {corner.x(), corner.y(), rect.width(), rect.height()};
+    const qreal scale = widget.devicePixelRatio();
+    return {qRound(corner.x() * scale), qRound(corner.y() * scale), qRound(rect.width() * scale),
+            qRound(rect.height() * scale)};
 }
 
 QString textOf(const QWidget &widget)
