@@ -22,23 +22,6 @@
 namespace
 {
 
-int failingArrays = 0;
-
-} // namespace
-
-// The list of Windows' adapters is the one array that the program allocates in the form that may
-// fail. NOLINTNEXTLINE(misc-new-delete-overloads): the usual forms free it.
-void *operator new[](std::size_t size, const std::nothrow_t & /*tag*/) noexcept
-{
-    if (failingArrays == 0)
-        return operator new[](size);
-    --failingArrays;
-    return nullptr;
-}
-
-namespace
-{
-
 constexpr std::uint32_t down = 2;
 constexpr std::uint64_t tenGigabit = 10'000'000'000;
 
@@ -69,7 +52,6 @@ class SearchPresentationTest : public WizardFixture
 private slots:
     void tellsWhatIsMissing_data();
     void tellsWhatIsMissing();
-    void tellsThatMemoryIsMissing();
     void fillsPageWithErrorLabel();
     void keepsListsHiddenAfterError();
     void leavesListsUnderErrorLabel();
@@ -150,17 +132,6 @@ void SearchPresentationTest::tellsWhatIsMissing()
     QCOMPARE(m_run->boxes.texts(), boxes);
     // The saved connections are not shown without the driver.
     QCOMPARE(user.allTexts(), hasDriver && !config.isNull() ? QStringList{"A"} : QStringList());
-}
-
-void SearchPresentationTest::tellsThatMemoryIsMissing()
-{
-    m_pc->removeDriver();
-    WizardUser &user = start();
-    failingArrays = 1;
-    user.press(QWizard::NextButton);
-    QCOMPARE(failingArrays, 0);
-    QCOMPARE(errorText(), outOfMemoryText);
-    QVERIFY(!areListsVisible());
 }
 
 void SearchPresentationTest::fillsPageWithErrorLabel()
