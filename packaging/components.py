@@ -141,7 +141,8 @@ def package_element(component, files):
 def elements(folder, components):
     """Returns the components, of which the first is the program, the package's files, and what belongs together."""
     files = {component.name: [] for component in components}
-    for path in sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file()):
+    paths = {str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file()}
+    for path in sorted(paths - {LIST}):
         # The program has what no library has.
         owner = next(component for component in reversed(components) if component.owns(path))
         files[owner.name].append(file_element(folder, path))
