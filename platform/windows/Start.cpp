@@ -36,11 +36,24 @@ void prepareQt()
     qputenv("QT_ENABLE_REGEXP_JIT", "0");
 }
 
+/// Has Windows, if it can, refuse an administrator's process the junctions that other users made.
+void distrustJunctions()
+{
+    TOKEN_ELEVATION token{};
+    DWORD size = sizeof(token);
+    GetTokenInformation(GetCurrentProcessToken(), TokenElevation, &token, size, &size);
+    PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY policy{};
+    policy.EnforceRedirectionTrust = 1;
+    if (token.TokenIsElevated)
+        SetProcessMitigationPolicy(ProcessRedirectionTrustPolicy, &policy, sizeof(policy));
+}
+
 } // namespace
 
 bool start()
 {
     prepareQt();
+    distrustJunctions();
     fillTables();
     connectStandardStreams();
     return true;

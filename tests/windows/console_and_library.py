@@ -113,6 +113,18 @@ class ConsoleAndLibrary(end_to_end.EndToEnd):
         self.assertEqual(wizard.cancel(), 0)
         self.assertTrue((self.program_folder / "ended.txt").exists())
 
+    def test_only_an_administrators_process_distrusts_junctions(self):
+        self.prepare("two-cards-empty")
+        # Wine says that it does not do it: 16 is the redirection trust policy.
+        refusal = "SetProcessMitigationPolicy (16, "
+        for starter, refusals in ([], 1), ([TOOLS / "unelevated.exe"], 0):
+            with self.subTest(starter):
+                variables = {"WINEDEBUG": "-all,fixme+process"}
+                wizard = self.start(command=[*starter, PROGRAM], variables=variables)
+                wizard.wait_for_page(INTRODUCTION_PAGE)
+                self.assertEqual(wizard.cancel(), 0)
+                self.assertEqual(self.messages_file.read_text().count(refusal), refusals)
+
     def plant(self, folder):
         """Puts libraries that leave a mark into a folder, under every name that the program loads
         from elsewhere, also as Qt would look for its plugins."""
