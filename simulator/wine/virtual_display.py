@@ -3,6 +3,7 @@
 import contextlib
 import os
 import subprocess
+import tempfile
 
 SCREEN = "1280x1024"
 
@@ -11,19 +12,22 @@ SCREEN = "1280x1024"
 def virtual_display(screen=SCREEN):
     """Starts a virtual display for the `with` block and yields its name, as in ":99"."""
     reader, writer = os.pipe()
+    messages = tempfile.TemporaryFile()
     # It ends with this process, too, when that is killed.
     server = subprocess.Popen(
         ["setpriv", "--pdeathsig", "TERM"]
         + ["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{screen}x24", "-nolisten", "tcp"],
         pass_fds=[writer],
-        stderr=subprocess.DEVNULL,
+        stderr=messages,
     )
     os.close(writer)
     try:
         with os.fdopen(reader) as numbers:
             number = numbers.readline().strip()
         if not number:
-            raise RuntimeError(f"Xvfb ended with status {server.wait()}")
+            status = server.wait()
+            messages.seek(0)
+            raise RuntimeError(f"Xvfb ended with status {status}: {messages.read().decode()}")
         yield ":" + number
     finally:
         server.terminate()

@@ -90,7 +90,9 @@ def create_template(prefix):
     variables = environment(unfinished)
     variables.pop("DISPLAY", None)
     for command in (["wine", "winecfg", "-v", "win10"], ["wineserver", "-w"]):
-        subprocess.run(command, env=variables, check=True, capture_output=True)
+        run = subprocess.run(command, env=variables, capture_output=True, text=True)
+        if run.returncode != 0:
+            raise RuntimeError(f"{command} ended with status {run.returncode}: {run.stderr}")
     unfinished.rename(prefix)
 
 

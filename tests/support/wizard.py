@@ -305,7 +305,7 @@ class Wizard:
         left, top, width, height = place
         part = ["-crop", f"{width}x{height}+{left}+{top}", "+repage"]
         command = ["import", "-display", self.display, "-window", "root", *part, *output]
-        return subprocess.run(command, capture_output=True, check=True).stdout
+        return subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
 
 
 def on_desktop(build_folder, pc_folder, folder, picture_prefix):
