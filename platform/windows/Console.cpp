@@ -18,14 +18,19 @@ namespace
 struct StandardStream {
     std::FILE *file = nullptr;
     DWORD number = 0;
-    /// The handle that the program was started with, null for a closed one.
     HANDLE ownHandle = nullptr;
-    /// The handle that is there once Windows has attached the program.
     HANDLE attachedHandle = nullptr;
 };
 
-// The console that the program was started from. Attaching lasts only for as long as something is
-// printed, because Windows ends every program that is attached when the console is closed.
+// When a console is closed, Windows ends every program that is attached to it. This one is
+// therefore attached to the console that it was started from only while something is printed:
+// - Start: the program leaves the console, since Wine attaches even a windowed one. Handles that
+//   are still open then belong to redirected streams and are kept.
+// - Attach: Windows opens the console for each handle that is null. A stream that is not redirected
+//   is opened there as well, and a redirected one gets its own handle back.
+// - Print: Windows leaves the handles alone.
+// - Detach: Windows closes the handles that it opened, so these are put back before. It leaves the
+//   values there, so they are cleared: it would open nothing in their place the next time.
 StandardStream streams[] = {{stdout, STD_OUTPUT_HANDLE}, {stderr, STD_ERROR_HANDLE}};
 bool consoleExists = true;
 int attachments = 0;
@@ -40,6 +45,12 @@ BOOL WINAPI handleControlEvent(DWORD event)
     if (event == CTRL_CLOSE_EVENT)
         Sleep(INFINITE);
     return TRUE;
+}
+
+void clearHandles()
+{
+    for (const DWORD number : {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE})
+        SetStdHandle(number, nullptr);
 }
 
 void attach()
@@ -67,11 +78,8 @@ void detach()
             std::freopen("NUL", "w", stream.file);
         SetStdHandle(stream.number, stream.attachedHandle);
     }
-    // Windows closes what it opened for null handles, but leaves the values there.
     FreeConsole();
-    SetStdHandle(STD_INPUT_HANDLE, nullptr);
-    for (const StandardStream &stream : streams)
-        SetStdHandle(stream.number, nullptr);
+    clearHandles();
 }
 
 void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
@@ -86,14 +94,14 @@ void printMessage(QtMsgType type, const QMessageLogContext &context, const QStri
 
 void connectStandardStreams()
 {
-    // Windows attaches no windowed program, but Wine does.
+    // The first lock takes memory, which may be out when a session closes.
+    const std::scoped_lock firstLock(mutex);
     FreeConsole();
-    SetStdHandle(STD_INPUT_HANDLE, nullptr);
     for (StandardStream &stream : streams) {
         const HANDLE handle = GetStdHandle(stream.number);
         stream.ownHandle = GetFileType(handle) == FILE_TYPE_UNKNOWN ? nullptr : handle;
-        SetStdHandle(stream.number, nullptr);
     }
+    clearHandles();
     qputenv("QT_FORCE_STDERR_LOGGING", "1");
     printDirectly = qInstallMessageHandler(printMessage);
 }

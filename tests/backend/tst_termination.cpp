@@ -1,6 +1,7 @@
 #include "backend/GEVBackendOrvanta.h"
 
 #include "platform/KernelApi.h"
+#include "platform/Platform.h"
 #include "platform/WindowsApi.h"
 #include "simulator/SimulatedMachine.h"
 #include "tests/backend/KernelSession.h"
@@ -69,6 +70,9 @@ void exhaustMemory(std::uint32_t sharedMemoryCode = 0)
 {
     // The session's handler has to take this one's place.
     std::set_terminate([] { std::_Exit(3); });
+#ifdef Q_OS_WIN
+    platform::start();
+#endif
     SimulatedMachine machine{SimulatedPc()};
 
     std::optional<GEVBackendOrvanta> first(std::in_place, true, true, "");
