@@ -10,9 +10,13 @@ QT = pathlib.Path(os.environ["ORVANTA_QT_WINDOWS"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 VERSION = os.environ["ORVANTA_VERSION"]
-NAME = f"OrvantaConfigurator-{VERSION}-win64"
+CUSTOMER = os.environ["ORVANTA_CUSTOMER_ID"]
+CUSTOMER_NOTE = f"For the customer {CUSTOMER}."
+if CUSTOMER == "EXAMPLE-CUSTOMER":
+    CUSTOMER_NOTE = f"For no customer: {CUSTOMER} is an example, for which no driver opens."
+NAME = os.environ["ORVANTA_PACKAGE_NAME"]
 ZIP = PACKAGES / f"{NAME}.zip"
-INSTALLER = PACKAGES / f"{NAME}.exe"
+MSI = PACKAGES / f"{NAME}.msi"
 SOURCES = PACKAGES / f"OrvantaConfigurator-{VERSION}-third-party-sources.tar"
 PROGRAM = "OrvantaConfigurator.exe"
 KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"

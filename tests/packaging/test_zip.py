@@ -28,8 +28,8 @@ class Contents(unittest.TestCase):
         self.assertEqual(set(self.files), packages.FILES)
 
     def test_sizes(self):
-        self.assertLess(packages.ZIP.stat().st_size, 7.6 * MEGABYTE)
-        self.assertLess(packages.INSTALLER.stat().st_size, 6 * MEGABYTE)
+        for package in packages.ZIP, packages.MSI:
+            self.assertLess(package.stat().st_size, 7.7 * MEGABYTE)
         self.assertLess(len(self.files[packages.PROGRAM]), MEGABYTE / 2)
         self.assertLess(len(self.files["guide.html"]), 0.4 * MEGABYTE)
 
@@ -38,7 +38,8 @@ class Contents(unittest.TestCase):
 
     def test_notepad_shows_the_lines_of_the_first_file_to_read(self):
         text = self.files["README.txt"].decode("ascii")
-        self.assertTrue(text.startswith(f"Orvanta Configurator {packages.VERSION}\r\n"))
+        title = f"Orvanta Configurator {packages.VERSION}\r\n{packages.CUSTOMER_NOTE}\r\n"
+        self.assertTrue(text.startswith(title))
         self.assertEqual(text.count("\n"), text.count("\r\n"))
 
     def test_no_folder_of_this_machine_is_named(self):
