@@ -129,17 +129,15 @@ void NetworkAdapterSelectorPage::appendResults(const OrvantaSearchResults &resul
         appendEntry(m_dualLinkModel, link.name, link.deviceIds, link.descriptions);
 }
 
-/// Removes the rows in runs, from the last to the first: rows that are left keep their selection.
+/// Removes single rows, from the last to the first: rows that are left keep their selection.
 void NetworkAdapterSelectorPage::pruneAvailableAdapters()
 {
     const QList<int> left = rowsLeft(textsOf(m_availableModel), textsOf(m_singleLinkModel),
                                      textsOf(m_dualLinkModel), m_excludedAdapters);
-    int end = m_availableModel.rowCount();
-    for (auto row = left.crbegin(); row != left.crend(); ++row) {
-        m_availableModel.removeRows(*row + 1, end - *row - 1);
-        end = *row;
+    for (int row = m_availableModel.rowCount() - 1; row >= 0; --row) {
+        if (!left.contains(row))
+            m_availableModel.removeRow(row);
     }
-    m_availableModel.removeRows(0, end);
 }
 
 void NetworkAdapterSelectorPage::showAdapterError(int code, int number)

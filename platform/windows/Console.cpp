@@ -24,10 +24,8 @@ struct StandardStream {
 
 // When a console is closed, Windows ends every program that is attached to it. This one is
 // therefore attached to the console that it was started from only while something is printed:
-// - Start: the program leaves the console, since Wine attaches even a windowed one. Handles that
-//   are still open then belong to redirected streams and are kept.
-// - Attach: Windows opens the console for each handle that is null. A stream that is not redirected
-//   is opened there as well, and a redirected one gets its own handle back.
+// - Start: it leaves the console, since Wine attaches it. Handles of redirected streams are kept.
+// - Attach: Windows opens the console for null handles. Redirected streams get their own back.
 // - Print: Windows leaves the handles alone.
 // - Detach: Windows closes the handles that it opened, so these are put back before. It leaves the
 //   values there, so they are cleared: it would open nothing in their place the next time.
