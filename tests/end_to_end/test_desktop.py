@@ -125,7 +125,9 @@ class SmallScreen(Desktop):
             wait_for(lambda: self.is_on_screen(window), f"the {visit} visit on the screen")
             wizard.press_keys("alt+b")
             wizard.wait_for_page(INTRODUCTION_PAGE)
-        self.assertEqual(wizard.cancel(), 0)
+        # Unlike a click, it needs no place: the window may still be moved.
+        wizard.press_keys("Escape")
+        self.assertEqual(wizard.wait_for_end(), 0)
         events.terminate()
         heights = map(int, re.findall(r", height (\d+)", events.communicate()[0]))
         self.assertLess(max(heights), self.height)
