@@ -27,9 +27,9 @@ void ResponsivenessTest::answersWhileKernelIsHeldUp()
     const QSignalSpy frames(user.find<QLabel>(loadingIcon).movie(), &QMovie::frameChanged);
     QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 3, patienceMs);
     user.press(QWizard::BackButton);
-    QCOMPARE(m_run->wizard.currentId(), 0);
+    QCOMPARE(m_run->wizard.currentId(), IntroductionPageId);
     user.key(Qt::Key_Return);
-    QCOMPARE(m_run->wizard.currentId(), 1);
+    QCOMPARE(m_run->wizard.currentId(), AdapterPageId);
     bool isPostedEventHandled = false;
     QMetaObject::invokeMethod(
         this, [&] { isPostedEventHandled = true; }, Qt::QueuedConnection);

@@ -19,7 +19,7 @@ ZIP = PACKAGES / f"{NAME}.zip"
 MSI = PACKAGES / f"{NAME}.msi"
 SOURCES = PACKAGES / f"OrvantaConfigurator-{VERSION}-third-party-sources.tar"
 PROGRAM = "OrvantaConfigurator.exe"
-KERNEL_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
+API_LIBRARY = BUILD / "simulator" / "Brelvix.dll"
 
 FOLDER = pathlib.Path(__file__).parent
 FILES = set((FOLDER / "files.txt").read_text().split())

@@ -215,7 +215,7 @@ class Installation(unittest.TestCase):
 
     def test_program_starts_from_the_menu_and_makes_a_file(self):
         self.install()
-        os.link(packages.KERNEL_LIBRARY, self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll")
+        os.link(packages.API_LIBRARY, self.pc.drive / PROGRAM_FOLDER / "Brelvix.dll")
         log = self.folder / "kernel.log"
         self.pc.variables["ORVANTA_KERNEL_LOG"] = windows_path(log)
         self.pc.variables["ORVANTA_SIMULATED_PC"] = windows_path(packages.SOURCE / "pcs" / "no-devices")
