@@ -38,9 +38,11 @@ file(SHA256 "${folder}/package.wxs" package_sum)
 string(UUID package_code NAMESPACE ${UPGRADE_CODE} TYPE SHA1 UPPER NAME "${zip_sum} ${package_sum}")
 
 file(COPY "${CPACK_PACKAGE_ICON}" DESTINATION "${folder}")
+# wixl-heat gives the folders random identifiers.
 run(COMMAND find "${name}" -type f -printf "./%P\\n"
     COMMAND env LC_ALL=C sort
     COMMAND wixl-heat --prefix ./ --directory-ref ProgramFolder --component-group Files --var var.Files --win64
+    COMMAND awk "/<Directory Id=/ { sub(/dir[0-9A-F]+/, \"Folder\" ++number) } 1"
     OUTPUT_FILE "${folder}/files.wxs")
 string(TIMESTAMP commit_time "@%Y-%m-%d %H:%M:%S" UTC)
 set(at_commit_time faketime -f "${commit_time}")
