@@ -108,8 +108,8 @@ void PageWalkTest::startWalking()
     const auto fail = [this](auto &operation, SearchEnd end, std::uint32_t code) {
         failWhen(operation, code, [this, end] { return m_end == end; });
     };
-    fail(platform::kernelApi().OV_openDriver, SearchEnd::OpenRefused, 0x10160000);
-    fail(platform::kernelApi().OV_loadKernel, SearchEnd::LoadRefused, 0x10160000);
+    fail(platform::kernelApi().OV_openDriver, SearchEnd::OpenRefused, noAccess);
+    fail(platform::kernelApi().OV_loadKernel, SearchEnd::LoadRefused, noAccess);
     fail(platform::kernelApi().OV_enumDevicesEx, SearchEnd::NoDevices, 0x101F0000);
     m_kernel.emplace();
     m_searches = 0;

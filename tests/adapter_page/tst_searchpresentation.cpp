@@ -436,7 +436,7 @@ void SearchPresentationTest::showsLampsOfDualLinks()
 
 void SearchPresentationTest::showsSearchError()
 {
-    pc().kernel.failures[13] = 0x10160000;
+    pc().kernel.failures[13] = noAccess;
     WizardUser &user = start();
     const QByteArray printed = printedBy([&] {
         const PrintedMessages messages;
@@ -459,7 +459,7 @@ void SearchPresentationTest::showsSearchError()
 
 void SearchPresentationTest::listsConnectionsOnceInSpiteOfError()
 {
-    pc().kernel.failures[13] = 0x10160000;
+    pc().kernel.failures[13] = noAccess;
     m_pc->writeConfig("A\nB;C\n\n");
     WizardUser &user = start();
     // Restoring all windows shows the page again.

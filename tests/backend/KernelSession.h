@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/KernelApi.h"
+#include "tests/support/Faults.h"
 
 #include <QStringList>
 
@@ -64,7 +65,7 @@ inline void refuseSharedMemory(int number)
         if (--number != 0)
             return code;
         *address = nullptr;
-        return 0x10160000U;
+        return noAccess;
     };
 }
 

@@ -3,6 +3,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Lines.h"
 #include "tests/support/Patience.h"
 
@@ -34,7 +35,7 @@ void endWithoutMemory(const QByteArray &condition)
     block->kernelHandle = 75;
 
     if (condition.contains("refused"))
-        kernelApi().OV_getSharedMemEx.function = [](auto...) { return 0x10160000U; };
+        kernelApi().OV_getSharedMemEx.function = [](auto...) { return noAccess; };
     const auto end = [&] {
         setMemoryExhausted(true);
         if (condition.startsWith("terminated"))

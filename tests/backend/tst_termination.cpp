@@ -7,6 +7,7 @@
 #include "tests/backend/KernelSession.h"
 #include "tests/support/DataRows.h"
 #include "tests/support/ExhaustedMemory.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Lines.h"
 #include "tests/support/Patience.h"
 #include "tests/support/StandardOutput.h"
@@ -99,7 +100,7 @@ void exhaustMemory(std::uint32_t sharedMemoryCode = 0)
     if (condition == "memory exhausted")
         exhaustMemory();
     if (condition == "memory exhausted and refused")
-        exhaustMemory(0x10160000);
+        exhaustMemory(noAccess);
     if (condition == "memory exhausted, other thread") {
         std::thread([] {
             exhaustMemory();

@@ -114,7 +114,7 @@ SimulatedPc simulatedPc(TemporaryPc &temporary, const QString &driver)
     temporary.writeConfig(savedFile);
     SimulatedPc &pc = temporary.pc();
     if (driver == "refused")
-        pc.kernel.failures[13] = 0x10160000;
+        pc.kernel.failures[13] = noAccess;
     pc.loadedDrivers = QStringList{"ntoskrnl.exe", "Orvanta-BRVX.sys"};
     pc.adapters = {{"Office"},
                    {"Port 1", 6, 1, 10'000'000'000},

@@ -1,6 +1,7 @@
 #include "simulator/SimulatedKernel.h"
 
 #include "tests/support/DataRows.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Lines.h"
 
 #include <QTemporaryDir>
@@ -183,15 +184,15 @@ void SimulatedKernelTest::failsWhereAskedTo()
     QFETCH(const int, ordinal);
 
     SimulatedKernelSettings settings = settingsWithTwoDevices();
-    settings.failures = {{ordinal, 0x10160000}};
+    settings.failures = {{ordinal, noAccess}};
     SimulatedKernel kernel(settings);
     const KernelApi api = kernel.operations();
     if (ordinal != 13)
         QCOMPARE(api.OV_openDriver("customer"), success);
 
     const int openResources = kernel.openResources();
-    QCOMPARE(callOf(ordinal)(api), 0x10160000U);
-    QCOMPARE(callOf(ordinal)(api), 0x10160000U);
+    QCOMPARE(callOf(ordinal)(api), noAccess);
+    QCOMPARE(callOf(ordinal)(api), noAccess);
     QCOMPARE(kernel.openResources(), openResources);
     QVERIFY(kernel.calls().last().startsWith(QTest::currentDataTag()));
 }
