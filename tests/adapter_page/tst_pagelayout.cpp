@@ -1,4 +1,5 @@
 #include "adapter_page/NetworkAdapterSelectorPage.h"
+#include "tests/support/DataRows.h"
 #include "tests/support/GuiTest.h"
 #include "tests/support/MissingImages.h"
 #include "tests/support/PrintedMessages.h"
@@ -14,7 +15,9 @@ class PageLayoutTest : public WizardFixture
 private slots:
     void playsLoadingPicture();
     void worksWithoutLoadingPicture();
-    void takesErrorForRichText();
+    void wrapsErrorsAsRichText();
+    void namesWidgetsForScreenReaders_data();
+    void namesWidgetsForScreenReaders();
     void leavesNoVisibleRoomToEmptyError();
     void leadsToConclusion();
 };
@@ -47,9 +50,29 @@ void PageLayoutTest::worksWithoutLoadingPicture()
     QCOMPARE(messages.texts(), QStringList());
 }
 
-void PageLayoutTest::takesErrorForRichText()
+void PageLayoutTest::wrapsErrorsAsRichText()
 {
-    QCOMPARE(start().find<QLabel>(errorLabel).textFormat(), Qt::RichText);
+    const auto &label = start().find<QLabel>(errorLabel);
+    QCOMPARE(label.textFormat(), Qt::RichText);
+    QVERIFY(label.wordWrap());
+}
+
+void PageLayoutTest::namesWidgetsForScreenReaders_data()
+{
+    const DataRows<QString> row("name");
+    row(loadingIcon, "Search in progress");
+    row(availableList, "Available Adapters");
+    row(singleList, "Single Link Connections");
+    row(dualList, "Dual Link Connections");
+    row(removeSingleLink, "Remove Connection from Single Link Connections");
+    row(removeDualLink, "Remove Connection from Dual Link Connections");
+    row(clearSingleLink, "Clear List of Single Link Connections");
+    row(clearDualLink, "Clear List of Dual Link Connections");
+}
+
+void PageLayoutTest::namesWidgetsForScreenReaders()
+{
+    QTEST(start().find<QWidget>(QTest::currentDataTag()).accessibleName(), "name");
 }
 
 void PageLayoutTest::leavesNoVisibleRoomToEmptyError()
