@@ -32,3 +32,4 @@ def virtual_display(screen=SCREEN):
     finally:
         server.terminate()
         server.wait()
+        messages.close()

@@ -87,9 +87,11 @@ def template(folder):
 def create_template(prefix):
     unfinished = prefix.with_suffix(".unfinished")
     shutil.rmtree(unfinished, ignore_errors=True)
-    variables = environment(unfinished)
+    variables = environment(unfinished, WINEDEBUG="err+all")
     variables.pop("DISPLAY", None)
-    for command in (["wine", "winecfg", "-v", "win10"], ["wineserver", "-w"]):
+    # winecfg once failed in a prefix that was still being made.
+    for command in (["wine", "wineboot", "--init"], ["wineserver", "-w"],
+                    ["wine", "winecfg", "-v", "win10"], ["wineserver", "-w"]):
         run = subprocess.run(command, env=variables, capture_output=True, text=True)
         if run.returncode != 0:
             raise RuntimeError(f"{command} ended with status {run.returncode}: {run.stderr}")
